@@ -1,0 +1,52 @@
+// The library's place on the framework's event bus.
+#pragma once
+
+#include <string>
+
+#include "common/Export.h"
+#include "ostrel/EventHandler.h"
+#include "ostrel/EventHostGeneric.h"
+
+namespace Common::Event {
+
+/// A named host on the event bus, and the process-wide operations that every user of the bus shares.
+///
+/// The static operations keep one record per process, of the framework's handler and of at most 100 hosts registered
+/// through them, without a lock: `Register` and `UnRegister` must not overlap with each other or with sends. They
+/// return -1 while no event route exists. An application's own host derives from EventHostGeneric, not from this class,
+/// whose construction empties the record and whose destruction ends the handler.
+class TESTMODE_API CEventRoute : public Ostrel::Event::EventHostGeneric {
+public:
+    /// Fetches the framework's handler and forgets, without unregistering them, all hosts registered so far.
+    explicit CEventRoute(std::string name);
+    /// Unregisters every host registered through `Register` and releases the framework's handler.
+    ~CEventRoute() override;
+
+    /// Called for each message to this host, on the sender's thread.
+    int OnRecvMessage(Ostrel::Event::EventMessage* message) override = 0;
+
+    /// Names the host, keeps it for `UnRegister` and registers it. The framework's result (the host is kept also when
+    /// that is a failure), or -1 for null, without an event route, or for a 101st host. The host stays the caller's.
+    static int Register(Ostrel::Event::EventHost* host, std::string name);
+
+    /// Unregisters every host registered through `Register`, in that order. 0, or -1 without an event route.
+    static int UnRegister();
+
+    /// The framework's identifier of the host registered under `name`; -1 for an unknown name or without an event
+    /// route.
+    static int FindHostID(std::string name);
+
+    /// Sends a message to a host and returns when its handler is done: 0 when delivered, -1 when there is no event
+    /// route, no such host, or the framework throws an EventException; any other exception passes on. The pointers are
+    /// handed over as they are.
+    static int SendMessage(int hostId, int eventId, const char* text, void* param1, void* param2, void* param3);
+
+private:
+    static constexpr int MAX_HOSTS = 100;
+
+    static Ostrel::Event::EventHandler* m_pHandler;
+    static int m_nHostCount;
+    static Ostrel::Event::EventHost* m_pHost[MAX_HOSTS];
+};
+
+}  // namespace Common::Event

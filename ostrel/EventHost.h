@@ -1,0 +1,35 @@
+// A receiver of messages on the event bus.
+#pragma once
+
+#include <atomic>
+
+#include "ostrel/String.h"
+
+namespace Ostrel::Event {
+
+class EventMessage;
+
+/// Somebody who can be registered on the event bus. A host that is destroyed leaves the bus by itself.
+class EventHost {
+public:
+    EventHost() = default;
+    EventHost(const EventHost&) = delete;
+    EventHost& operator=(const EventHost&) = delete;
+    virtual ~EventHost();
+
+    /// Called for each message to this host, on the thread of whoever sends it.
+    virtual int OnRecvMessage(EventMessage* message) = 0;
+
+    /// The name to be registered under. Changing it later does not change the registration.
+    Common::String& Name() { return m_name; }
+
+    /// Asks users of this host to log more of what they do; off unless set. Any thread.
+    void SetTrace(bool on) { m_trace = on; }
+    [[nodiscard]] bool IsTrace() const { return m_trace; }
+
+private:
+    Common::String m_name;
+    std::atomic<bool> m_trace = false;
+};
+
+}  // namespace Ostrel::Event
