@@ -1,0 +1,52 @@
+// What all libc entry points of the simulated board share.
+#pragma once
+
+#include <atomic>
+#include <cerrno>
+#include <functional>
+#include <optional>
+
+#include <dlfcn.h>
+
+#include "sim/SimBoard.h"
+
+namespace Sim {
+
+/// The function of that name behind the simulated board: the C library's own, or a sanitizer's.
+template <class Function>
+Function* Next(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+/// True while faults are injected or calls recorded.
+bool IsWatching();
+/// Takes the fault that hits this call, if any.
+std::optional<Fault> TakeFault(const char* call);
+void Record(const Call& call);
+
+/// The most bytes that a call may move; nothing when there is no limit.
+using Limit = std::optional<std::size_t>;
+
+/// Carries a call out as the injected faults demand. `carryOut` gets the number of bytes it may move.
+template <class CarryOut>
+long Intercept(const char* name, int fd, long argument, CarryOut carryOut)
+{
+    if (!IsWatching()) {
+        return carryOut(Limit());
+    }
+    const std::optional<Fault> fault = TakeFault(name);
+    const bool isCarriedOut = !fault || fault->limit;
+    const long result = isCarriedOut ? carryOut(fault ? fault->limit : Limit()) : fault->result;
+    const int error = isCarriedOut ? errno : fault->error;
+    Record({name, fd, argument, result});
+    errno = error;
+    return result;
+}
+
+/// The board's end of a simulated device, as a new descriptor; nothing for a path that is not simulated.
+std::optional<int> OpenDevice(const char* path, int flags);
+/// Keeps the record that was applied to a terminal.
+void KeepLine(const termios& line);
+
+}  // namespace Sim
