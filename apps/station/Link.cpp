@@ -1,0 +1,111 @@
+// The link to the board: one command out, its reply back, and a record of every byte in between.
+#include "apps/station/Link.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Station {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// The longest wait between two looks at the stop flag and the clock.
+constexpr milliseconds SLICE{100};
+/// The board writes a frame in one go: a damaged reply followed by this much silence is not going to get better.
+constexpr milliseconds QUIET_TIME{500};
+
+/// More than the kernel buffers for a port; a line that never falls silent must not keep a command from being sent.
+constexpr int MAX_STALE_READS = 32;
+
+/// The next wait, at least 1 ms so that waiting for the last moment does not spin.
+milliseconds NextWait(Seconds left)
+{
+    return std::clamp(std::chrono::duration_cast<milliseconds>(left), milliseconds{1}, SLICE);
+}
+
+}  // namespace
+
+Exchange Link::Transact(const Bytes& frame, unsigned char command, Seconds timeout, std::vector<Traffic>& traffic)
+{
+    DiscardPending(traffic);
+    m_port.Write(frame);
+    Record(Traffic::Kind::Sent, frame, traffic);
+    FrameScanner scanner(m_boardType, command);
+    try {
+        Exchange exchange = Await(scanner, command, timeout, traffic);
+        Record(Traffic::Kind::Noise, scanner.TakeRest(), traffic);
+        return exchange;
+    } catch (const PortError&) {
+        Record(Traffic::Kind::Noise, scanner.TakeRest(), traffic);
+        throw;
+    }
+}
+
+void Link::DiscardPending(std::vector<Traffic>& traffic)
+{
+    bool more = true;
+    for (int reads = 0; more && reads < MAX_STALE_READS; ++reads) {
+        Bytes stale = m_port.Read(milliseconds{0});
+        more = !stale.empty();
+        Record(Traffic::Kind::Noise, std::move(stale), traffic);
+    }
+}
+
+Exchange Link::Await(FrameScanner& scanner, unsigned char command, Seconds timeout, std::vector<Traffic>& traffic)
+{
+    const Clock::time_point start = Clock::now();
+    Clock::time_point heard = start;
+    while (true) {
+        const Bytes bytes = m_port.Read(NextWait(timeout - (Clock::now() - start)));
+        const Clock::time_point now = Clock::now();
+        if (!bytes.empty()) {
+            heard = now;
+            scanner.Add(bytes);
+        }
+        while (std::optional<Bytes> frame = scanner.Next()) {
+            Record(Traffic::Kind::Noise, scanner.TakeNoise(), traffic);
+            Record(Traffic::Kind::Received, *frame, traffic);
+            if (IsErrorFrame(*frame)) {
+                return {Outcome::ErrorFrame, std::move(*frame)};
+            }
+            if ((*frame)[2] == command) {
+                return {Outcome::Reply, std::move(*frame)};
+            }
+        }
+        if (m_stop) {
+            return {Outcome::Stopped, {}};
+        }
+        const bool timeIsUp = now - start >= timeout;
+        if ((timeIsUp || now - heard >= QUIET_TIME) && scanner.SawDamagedReply()) {
+            return {Outcome::Damaged, {}};
+        }
+        if (timeIsUp) {
+            return {Outcome::Silence, {}};
+        }
+        if (m_onWait) {
+            m_onWait(now - start, timeout);
+        }
+    }
+}
+
+void Link::Listen(Seconds duration, std::vector<Traffic>& traffic)
+{
+    const Clock::time_point start = Clock::now();
+    while (Clock::now() - start < duration && !m_stop) {
+        Record(Traffic::Kind::Noise, m_port.Read(NextWait(duration - (Clock::now() - start))), traffic);
+    }
+}
+
+void Link::Record(Traffic::Kind kind, Bytes bytes, std::vector<Traffic>& traffic)
+{
+    if (bytes.empty()) {
+        return;
+    }
+    traffic.push_back({kind, Elapsed(), std::move(bytes)});
+    if (m_onTraffic) {
+        m_onTraffic(traffic.back());
+    }
+}
+
+}  // namespace Station

@@ -1,0 +1,29 @@
+// The test application's host on the event bus.
+#include "apps/testapp/CommandHost.h"
+
+#include <cstdio>
+
+#include "apps/testapp/Checks.h"
+#include "common/OstrelAccess.h"
+
+namespace TestApp {
+
+namespace OstrelAccess = Common::OstrelAccess;
+
+CommandHost::CommandHost(UART::CUARTMgr& manager) : EventHostGeneric("testapp"), m_manager(manager) {}
+
+int CommandHost::OnRecvMessage(Ostrel::Event::EventMessage* message)
+{
+    if (OstrelAccess::EventId(*message) < UART::EVT_CMD_BASE) {
+        return 0;  // not a command
+    }
+    const unsigned char code = *static_cast<const unsigned char*>(OstrelAccess::Param1(*message));
+    const auto* const request = static_cast<const unsigned char*>(OstrelAccess::Param2(*message));
+    const Reply reply = CarryOut(code, request);
+    if (m_manager.SendPacket(code, reply.data(), reply.size()) != 0) {
+        std::fprintf(stderr, "testapp: the reply to command %d could not be sent\n", code);
+    }
+    return 0;
+}
+
+}  // namespace TestApp
