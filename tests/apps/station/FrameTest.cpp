@@ -1,0 +1,83 @@
+// Finding replies among noise and damage.
+#include "apps/station/Frame.h"
+
+#include <gtest/gtest.h>
+
+using namespace Station;
+
+namespace {
+
+constexpr unsigned char COMMAND = UART::CMD_GPI_TEST;
+
+Bytes operator+(Bytes left, const Bytes& right)
+{
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+/// Holds what might be taken for the beginning or the end of a frame.
+Bytes GoodReply()
+{
+    return MakeFrame(1, COMMAND, {0, 0x5A, 0x01, COMMAND, 0x03});
+}
+
+}  // namespace
+
+TEST(FrameTest, LaysOutAndDisplaysBytes)
+{
+    EXPECT_EQ(Hex(MakeFrame(1, 2, {0x10, 0x20})),
+              "5A 01 02 10 20 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 69 03");
+    EXPECT_EQ(Hex(MakeErrorFrame(1)),
+              "5A 01 FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF A4 03");
+}
+
+TEST(FrameTest, TellsErrorFrameFromConfirmation)
+{
+    EXPECT_TRUE(IsErrorFrame(MakeErrorFrame(5)));
+    EXPECT_FALSE(IsErrorFrame(MakeFrame(5, UART::CMD_CONFIRM_TEST_MODE, {0})));
+    EXPECT_FALSE(IsErrorFrame(MakeFrame(5, COMMAND, Bytes(26, 0xFF))));
+}
+
+TEST(FrameTest, FindsFrameBehindNoiseHoweverItIsCut)
+{
+    const Bytes reply = GoodReply();
+    const Bytes noise = {0x5A, 0x01, 0x5A, 0x03, 0x5A};
+    const Bytes stream = noise + reply + Bytes{0x77};
+    for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
+        const auto middle = stream.begin() + static_cast<std::ptrdiff_t>(cut);
+        FrameScanner scanner(1, COMMAND);
+        scanner.Add({stream.begin(), middle});
+        std::optional<Bytes> frame = scanner.Next();
+        scanner.Add({middle, stream.end()});
+        frame = frame ? frame : scanner.Next();
+        EXPECT_EQ(frame, reply) << "cut at " << cut;
+        EXPECT_EQ(scanner.TakeNoise(), noise) << "cut at " << cut;
+        EXPECT_EQ(scanner.TakeRest(), Bytes{0x77}) << "cut at " << cut;
+    }
+}
+
+TEST(FrameTest, RefusesAndRecognisesReplyWithOneWrongByte)
+{
+    for (std::size_t position = 0; position < GoodReply().size(); ++position) {
+        FrameScanner scanner(1, COMMAND);
+        Bytes damaged = GoodReply();
+        damaged[position] ^= 0x10;
+        scanner.Add(damaged);
+        EXPECT_EQ(scanner.Next(), std::nullopt) << "byte " << position;
+        EXPECT_TRUE(scanner.SawDamagedReply()) << "byte " << position;
+    }
+}
+
+TEST(FrameTest, RecognisesReplyCutShortButNotNoise)
+{
+    const Bytes reply = GoodReply();
+    FrameScanner cut(1, COMMAND);
+    cut.Add({reply.begin(), reply.begin() + 20});
+    EXPECT_EQ(cut.Next(), std::nullopt);
+    EXPECT_TRUE(cut.SawDamagedReply());
+
+    FrameScanner noise(1, COMMAND);
+    noise.Add(Bytes(100, 0x5A));
+    EXPECT_EQ(noise.Next(), std::nullopt);
+    EXPECT_FALSE(noise.SawDamagedReply());
+}

@@ -1,0 +1,142 @@
+// The logger, as its lines reach the system log.
+#include "common/CFileLogger.h"
+
+#include <cerrno>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include "sim/SimBoard.h"
+
+namespace {
+
+using Common::Logger::CFileLogger;
+
+class FileLogger : public testing::Test {
+protected:
+    void SetUp() override { Sim::Reset(); }
+
+    static std::vector<std::string> TakeTexts()
+    {
+        std::vector<std::string> texts;
+        for (const Sim::LogLine& line : Sim::TakeLog()) {
+            texts.push_back(line.text);
+        }
+        return texts;
+    }
+};
+
+TEST_F(FileLogger, OpensAndClosesTheLogAroundEveryLine)
+{
+    CFileLogger logger("CUARTTest-Thread");
+    logger.WriteDebug("a %d", 1);
+    logger.WriteWarning("b %s\n", "two");
+    logger.WriteError("c 100%%");
+    EXPECT_FALSE(Sim::IsLogOpen());
+    const auto lines = Sim::TakeLog();
+    ASSERT_EQ(lines.size(), 3U);
+    for (const Sim::LogLine& line : lines) {
+        EXPECT_EQ(line.identity, "[CUARTTest-Thread]");
+        EXPECT_EQ(line.options, LOG_CONS | LOG_NDELAY);
+        EXPECT_EQ(line.facility, LOG_USER);
+        EXPECT_EQ(line.priority, LOG_DEBUG);
+    }
+    EXPECT_EQ(lines[0].text, "[D] a 1");
+    EXPECT_EQ(lines[1].text, "[W] b two\n");
+    EXPECT_EQ(lines[2].text, "[E] c 100%");
+}
+
+TEST_F(FileLogger, IdentityIsReplacedNotAccumulated)
+{
+    CFileLogger logger("");
+    logger.WriteDebug("x");
+    logger.SetIdentity("CFBLib");
+    logger.WriteDebug("x");
+    logger.SetIdentity("");
+    logger.WriteDebug("x");
+    const auto lines = Sim::TakeLog();
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[0].identity, "[FileLogger]");
+    EXPECT_EQ(lines[1].identity, "[CFBLib]");
+    EXPECT_EQ(lines[2].identity, "[FileLogger]");
+}
+
+TEST_F(FileLogger, CutsALineAt4095Characters)
+{
+    CFileLogger logger("x");
+    logger.WriteError("%s", std::string(4091, 'y').c_str());
+    logger.WriteError("%s", std::string(5000, 'y').c_str());
+    EXPECT_EQ(TakeTexts(), std::vector<std::string>(2, "[E] " + std::string(4091, 'y')));
+}
+
+TEST_F(FileLogger, LeavesErrnoAlone)
+{
+    CFileLogger logger("x");
+    errno = EAGAIN;
+    Sim::LogToFile("/nonexistent/log");  // opening it fails
+    logger.WriteDebug("line");
+    Sim::LogToFile("");
+    EXPECT_EQ(errno, EAGAIN);
+}
+
+struct Dump {
+    int length;
+    const char* title;
+    std::vector<std::string> rows;
+};
+
+class FileLoggerDump : public FileLogger, public testing::WithParamInterface<Dump> {};
+
+TEST_P(FileLoggerDump, WritesRows)
+{
+    unsigned char data[48];
+    for (unsigned char i = 0; i < sizeof data; ++i) {
+        data[i] = static_cast<unsigned char>(0xF0 + i);
+    }
+    CFileLogger("x").WriteInfo(data, GetParam().length, GetParam().title);
+    EXPECT_EQ(TakeTexts(), GetParam().rows);
+}
+
+constexpr auto ROW = "F0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF";
+
+INSTANTIATE_TEST_SUITE_P(
+    Lengths, FileLoggerDump,
+    testing::Values(Dump{3, "Send Packet : ", {"[D] Send Packet : F0F1F2\n"}},
+                    Dump{16, "t ", {std::string("[D] t ") + ROW + "\n"}},
+                    Dump{17, "t ", {std::string("[D] t ") + ROW + "\n", "[D] t 00\n"}},
+                    Dump{32, "", {std::string("[D] ") + ROW + "\n", "[D] 000102030405060708090A0B0C0D0E0F\n"}},
+                    Dump{2, nullptr, {"[D] F0F1\n"}}, Dump{0, "empty", {"[D] empty\n"}}, Dump{0, nullptr, {"[D] \n"}},
+                    Dump{-1, "none", {}}));
+
+TEST_F(FileLogger, DumpWithAnOverlongTitleStaysInItsBuffer)
+{
+    unsigned char data[16] = {};
+    CFileLogger("x").WriteInfo(data, sizeof data, std::string(9000, 't').c_str());
+    EXPECT_EQ(TakeTexts(), std::vector<std::string>{"[D] " + std::string(4062, 't') + std::string(29, '0')});
+}
+
+TEST_F(FileLogger, NoLineAppearsUnderAnotherIdentity)
+{
+    constexpr int LINES = 300;
+    std::vector<std::thread> threads;
+    for (const char* const name : {"one", "two", "three", "four"}) {
+        threads.emplace_back([name] {
+            CFileLogger logger(name);
+            for (int i = 0; i < LINES; ++i) {
+                logger.WriteDebug("[%s]", name);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const auto lines = Sim::TakeLog();
+    EXPECT_EQ(lines.size(), 4U * LINES);
+    for (const Sim::LogLine& line : lines) {
+        ASSERT_EQ("[D] " + line.identity, line.text);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,312 @@
+// The manager: its one instance, its port, and what it does with the receiver's events.
+#include "uart/CUARTMgr.h"
+
+#include <cerrno>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "ostrel/EventHandler.h"
+#include "ostrel/Exception.h"
+#include "tests/support/Link.h"
+
+namespace {
+
+using Common::Event::CEventRoute;
+using Ostrel::Event::EventMessage;
+using Sim::Fault;
+using Support::Bytes;
+using Support::ErrorFrame;
+using Support::Event;
+using Support::TakeTexts;
+using Texts = std::vector<std::string>;
+using UART::CUARTMgr;
+
+constexpr auto START_LINE = "[D] [CUARTMgr::CUARTMgr] UART Manager Start. \n";
+constexpr auto STATUS_OPEN = "[D] [CUARTMgr::IsOpen] Port Status = Open \n";
+constexpr auto STATUS_CLOSE = "[D] [CUARTMgr::IsOpen] Port Status = Close \n";
+constexpr auto PORT_CLOSE = "[D] [CUARTMgr::Close] Port Close \n";
+constexpr auto START_THREAD = "[D] [CUARTMgr::Open] Start Receive Thread \n";
+
+class Manager : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        Sim::Reset();
+        m_manager = CUARTMgr::GetInstance("mgr", 3);
+        ASSERT_EQ(CEventRoute::Register(&m_application, "0x1"), 0);
+    }
+    void TearDown() override { CUARTMgr::DestroyInstance(); }
+
+    int Open() { return m_manager->Open(m_pty.Path(), 115200, 8, 1, 0, false); }
+    [[nodiscard]] std::string OpenSuccess() const
+    {
+        return "[D] [CUARTMgr::Open] Open Success [" + m_pty.Path() + "] \n";
+    }
+
+    Support::Pty m_pty;
+    Support::KeepingHost m_application;
+    CUARTMgr* m_manager = nullptr;
+};
+
+TEST_F(Manager, IsOneAndRegisteredUnderItsHostName)
+{
+    EXPECT_EQ(CUARTMgr::GetInstance("other", 5), m_manager);
+    const auto lines = Sim::TakeLog();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].identity, "[mgr]");
+    EXPECT_EQ(lines[0].text, START_LINE);
+    EXPECT_GE(CEventRoute::FindHostID("0x2"), 1);
+    EXPECT_EQ(CEventRoute::FindHostID("mgr"), -1);
+    EXPECT_EQ(CUARTMgr::DestroyInstance(), 0);
+    EXPECT_EQ(CUARTMgr::DestroyInstance(), 0);
+    EXPECT_EQ(CEventRoute::FindHostID("0x2"), -1);
+    EXPECT_TRUE(TakeTexts().empty());
+}
+
+TEST_F(Manager, OpensAndClosesThePortOnce)
+{
+    TakeTexts();
+    const Sim::Recording recording;
+    EXPECT_EQ(m_manager->IsOpen(), -1);
+    m_manager->Close();
+    EXPECT_EQ(m_manager->Open("/nonexistent", 115200, 8, 1, 0, false), -1);
+    EXPECT_EQ(m_manager->IsOpen(), -1);
+    EXPECT_TRUE(TakeTexts().empty());
+
+    EXPECT_EQ(Open(), 0);
+    EXPECT_EQ(m_manager->IsOpen(), 0);
+    EXPECT_EQ(m_manager->Open("/nonexistent", 9600, 5, 2, 1, true), 0) << "already open";
+    EXPECT_EQ(TakeTexts(), (Texts{START_THREAD, OpenSuccess()}));
+    m_manager->Close();
+    m_manager->Close();
+    EXPECT_EQ(m_manager->IsOpen(), -1);
+    EXPECT_EQ(TakeTexts(), Texts{PORT_CLOSE});
+
+    std::vector<std::string> calls;
+    for (const Sim::Call& call : recording.Calls()) {
+        if (call.name != "select") {
+            calls.push_back(call.name + " " + std::to_string(call.argument));
+        }
+    }
+    const std::string open = "open " + std::to_string(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    EXPECT_EQ(calls, (Texts{open, open, "tcflush " + std::to_string(TCIFLUSH), "tcsetattr " + std::to_string(TCSANOW),
+                            "close 0"}));
+}
+
+TEST_F(Manager, StatusLinesShowHowOftenThePortIsAskedFor)
+{
+    m_manager->SetTrace(true);
+    TakeTexts();
+    Open();
+    EXPECT_EQ(TakeTexts(), (Texts{STATUS_CLOSE, START_THREAD, OpenSuccess()}));
+    Open();
+    EXPECT_EQ(TakeTexts(), Texts{STATUS_OPEN});
+    m_manager->Close();
+    EXPECT_EQ(TakeTexts(), (Texts{STATUS_OPEN, PORT_CLOSE}));
+    m_manager->Close();
+    EXPECT_EQ(TakeTexts(), Texts{STATUS_CLOSE});
+    Open();
+    TakeTexts();
+    CUARTMgr::DestroyInstance();
+    EXPECT_EQ(TakeTexts(), (Texts{STATUS_OPEN, STATUS_OPEN, PORT_CLOSE, "[D] [CUARTMgr::~CUARTMgr] Close Port \n"}));
+}
+
+TEST_F(Manager, ADescriptorOfZeroCountsAsClosed)
+{
+    Sim::Inject(Fault::Returns("open", 0));
+    EXPECT_EQ(Open(), 0);
+    EXPECT_EQ(m_manager->IsOpen(), -1);
+    TakeTexts();
+    EXPECT_EQ(m_manager->SendPacket(1, nullptr, 0), -1);
+    EXPECT_EQ(TakeTexts(), Texts{"[D] [CUARTMgr::SendPacket] Type[0x3], Cmd[0x1], Datelen[0] \n"});
+    m_manager->Close();
+    CUARTMgr::DestroyInstance();
+    EXPECT_TRUE(TakeTexts().empty());
+}
+
+TEST_F(Manager, ClosesAgainWhenTheReceiverCannotStart)
+{
+    const int high = fcntl(m_pty.Fd(), F_DUPFD, FD_SETSIZE);
+    if (high < 0) {
+        GTEST_SKIP() << "the system allows no descriptor that high";
+    }
+    TakeTexts();
+    Sim::Inject(Fault::Returns("open", high));
+    EXPECT_EQ(Open(), -1);
+    EXPECT_EQ(m_manager->IsOpen(), -1);
+    EXPECT_EQ(fcntl(high, F_GETFD), -1) << "the port is closed";
+    EXPECT_EQ(TakeTexts(),
+              (Texts{"[E] [CUARTReceiver::Start] Descriptor Error [" + std::to_string(high) + "] \n", PORT_CLOSE}));
+}
+
+struct Line {
+    int baud, dataBits, stopBits, parity;
+    bool flowControl;
+    tcflag_t controlFlags;
+};
+
+class ManagerLine : public Manager, public testing::WithParamInterface<Line> {};
+
+TEST_P(ManagerLine, AppliesTheTermiosRecord)
+{
+    const Line& line = GetParam();
+    ASSERT_EQ(m_manager->Open(m_pty.Path(), line.baud, line.dataBits, line.stopBits, line.parity, line.flowControl), 0);
+    const termios applied = Sim::AppliedLine().value();
+    EXPECT_EQ(applied.c_iflag, 4U);
+    EXPECT_EQ(applied.c_oflag, 0U);
+    EXPECT_EQ(applied.c_lflag, 0U);
+    EXPECT_EQ(applied.c_cflag, 0x880 | line.controlFlags);
+    EXPECT_EQ(applied.c_ispeed, 0U);
+    EXPECT_EQ(applied.c_ospeed, 0U);
+    for (int i = 0; i < NCCS; ++i) {
+        EXPECT_EQ(applied.c_cc[i], i == VSTART ? 0x11 : i == VSTOP ? 0x13 : 0) << "control character " << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Settings, ManagerLine,
+                         testing::Values(Line{9600, 8, 1, 0, false, 0xD | 0x30}, Line{19200, 5, 0, 3, false, 0xE},
+                                         Line{38400, 6, 2, 2, false, 0xF | 0x10 | 0x40 | 0x100},
+                                         Line{57600, 9, 3, -1, true, 0x1001 | 0x30 | 0x80000000},
+                                         Line{115200, 7, 2, 1, true, 0x1002 | 0x20 | 0x40 | 0x300 | 0x80000000},
+                                         Line{4800, 4, 1, 0, false, 0xD | 0x30},
+                                         Line{230400, 8, 1, 0, false, 0xD | 0x30}));
+
+TEST_F(Manager, IgnoresALineThatTheSystemRefuses)
+{
+    Sim::Inject(Fault::Fails("tcflush", EIO));
+    Sim::Inject(Fault::Fails("tcsetattr", EINVAL));
+    EXPECT_EQ(Open(), 0);
+    EXPECT_EQ(m_manager->IsOpen(), 0);
+}
+
+TEST_F(Manager, SendsWithItsOwnBoardType)
+{
+    TakeTexts();
+    EXPECT_EQ(m_manager->SendPacket(1, nullptr, 0), -1);
+    EXPECT_EQ(TakeTexts(), Texts{"[D] [CUARTMgr::SendPacket] UART file descriptor Error [-1] \n"});
+    ASSERT_EQ(Open(), 0);
+    TakeTexts();
+    const unsigned char data[] = {1, 2, 3, 4};
+    EXPECT_EQ(m_manager->SendPacket(0x0103, data, 4), 0);
+    EXPECT_EQ(m_pty.Read(9), (Bytes{0x5A, 3, 3, 1, 2, 3, 4, 0x5A ^ 4, 3}));
+    EXPECT_EQ(TakeTexts().at(0), "[D] [CUARTMgr::SendPacket] Type[0x3], Cmd[0x103], Datelen[4] \n");
+}
+
+TEST(ManagerType, AboveHundredAndTwentySevenIsOneByte)
+{
+    Sim::Reset();
+    const Support::Pty pty;
+    CUARTMgr* const manager = CUARTMgr::GetInstance("mgr", static_cast<char>(200));
+    ASSERT_EQ(manager->Open(pty.Path(), 115200, 8, 1, 0, false), 0);
+    TakeTexts();
+    EXPECT_EQ(manager->SendPacket(255, nullptr, 0), 0);
+    EXPECT_EQ(TakeTexts().at(0), "[D] [CUARTMgr::SendPacket] Type[0xc8], Cmd[0xff], Datelen[0] \n");
+    EXPECT_EQ(pty.Read(5).at(1), 200);
+    CUARTMgr::DestroyInstance();
+}
+
+/// Events as the receiver posts them, without its thread.
+class Dispatch : public Manager {
+protected:
+    void SetUp() override
+    {
+        Manager::SetUp();
+        ASSERT_EQ(Open(), 0);
+        TakeTexts();
+    }
+
+    int Parse(unsigned char type, unsigned char cmd)
+    {
+        m_header = {0x5A, type, cmd};
+        for (unsigned char i = 0; i < UART::UART_BODY_LEN; ++i) {
+            m_body[i] = i;
+        }
+        EventMessage message(0, 1000, "RECV", &m_header, m_body, nullptr);
+        return m_manager->OnParsing(&message);
+    }
+
+    UART::UART_HDR_T m_header = {};
+    unsigned char m_body[UART::UART_BODY_LEN] = {};
+};
+
+TEST_F(Dispatch, ForwardsEveryCommandToTheApplication)
+{
+    const char* const names[] = {"READ_VERSION", "COMM_TEST",        "GPO_TEST",         "GPI_TEST",
+                                 "PWM_OUT_TEST", "ADC_IN_TEST",      "SPEAKER_OUT_TEST", "EXT_DEVICE_TEST",
+                                 "LCD_BLU_TEST", "TOUCH_TEST",       "RTC_TEST",         "RAM_TEST",
+                                 "FLASH_TEST",   "CONFIRM_TEST_MODE"};
+    for (unsigned char i = 0; i < 14; ++i) {
+        const auto cmd = static_cast<unsigned char>(i == 13 ? 255 : i + 1);
+        EXPECT_EQ(Parse(static_cast<unsigned char>(1 + 2 * (i % 3)), cmd), 0);
+        const bool hasBody = cmd != 1 && cmd != 255;
+        EXPECT_EQ(m_application.Take(),
+                  (std::vector<Event>{{10000 + cmd, "", Bytes{cmd}, hasBody ? Bytes(m_body, 26) : Bytes(), 0}}));
+        const std::string title = std::string("[D] CMD_") + names[i] + " : ";
+        EXPECT_EQ(TakeTexts(), (Texts{"[D] [CUARTMgr::OnParsing] OnParsing \n",
+                                      title + "000102030405060708090A0B0C0D0E0F\n", title + "10111213141516171819\n"}));
+    }
+    EXPECT_EQ(m_pty.Read(1, std::chrono::milliseconds(0)), Bytes()) << "the manager itself answers nothing";
+}
+
+TEST_F(Dispatch, AnswersABadTypeOrCommandWithTheErrorFrame)
+{
+    const struct {
+        unsigned char type, cmd;
+        const char* line;
+    } cases[] = {{0, 1, "BOARD_TYPE Error [0x10000004]"},   {2, 1, "BOARD_TYPE Error [0x10000004]"},
+                 {4, 0, "BOARD_TYPE Error [0x10000004]"},   {6, 255, "BOARD_TYPE Error [0x10000004]"},
+                 {255, 1, "BOARD_TYPE Error [0x10000004]"}, {3, 0, "COMMAND Error [0x10000005]"},
+                 {1, 14, "COMMAND Error [0x10000005]"},     {5, 254, "COMMAND Error [0x10000005]"}};
+    for (const auto& bad : cases) {
+        EXPECT_EQ(Parse(bad.type, bad.cmd), 0);
+        EXPECT_EQ(m_pty.Read(31), ErrorFrame(3));
+        EXPECT_EQ(Bytes(m_body, 26), Bytes(26, 0xFF)) << "the received body is overwritten";
+        const Texts texts = TakeTexts();
+        ASSERT_EQ(texts.size(), 5U);
+        EXPECT_EQ(texts[1], std::string("[E] [CUARTMgr::OnParsing] ") + bad.line + " \n");
+        EXPECT_EQ(texts[2], "[D] [CUARTMgr::SendPacket] Type[0x3], Cmd[0xff], Datelen[26] \n");
+    }
+    EXPECT_EQ(m_application.Count(), 0U);
+    m_manager->Close();
+    EXPECT_EQ(Parse(2, 1), -1) << "the result of sending the error frame";
+}
+
+TEST_F(Dispatch, AnswersEveryReceiveErrorWithTheErrorFrame)
+{
+    for (int error : {UART::ERR_RECV_HEADER, UART::ERR_CHECKSUM, 0}) {
+        EventMessage message(0, 1001, "ERR", &error, &m_header, nullptr);
+        EXPECT_EQ(m_manager->OnRecvMessage(&message), 0);
+        EXPECT_EQ(m_pty.Read(31), ErrorFrame(3));
+    }
+    EventMessage other(0, 1002, "", nullptr, nullptr, nullptr);
+    EXPECT_EQ(m_manager->OnRecvMessage(&other), 0);
+    TakeTexts();
+    EXPECT_EQ(m_manager->OnParsing(nullptr), -1);
+    EXPECT_EQ(m_manager->OnError(nullptr), -1);
+    EXPECT_EQ(TakeTexts(), (Texts{"[D] [CUARTMgr::OnParsing] OnParsing \n", "[E] [CUARTMgr::OnParsing] Message NULL \n",
+                                  "[E] [CUARTMgr::OnError] Message NULL \n"}));
+    EXPECT_EQ(m_application.Count(), 0U);
+}
+
+TEST_F(Dispatch, ReportsExceptionsOfACommandHandler)
+{
+    unsigned char cmd = UART::CMD_GPI_TEST;
+    m_header = {0x5A, 1, cmd};
+    EventMessage message(0, 1000, "RECV", &m_header, m_body, nullptr);
+    const auto printed = [&](auto handler) {
+        m_application.Handle(handler);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(m_manager->OnRecvMessage(&message), 0);
+        return testing::internal::GetCapturedStdout();
+    };
+    EXPECT_EQ(printed([](const auto& /*message*/) { Ostrel::Common::Exception::Throw("no sensor"); }),
+              "[WebServer::Run] Exception: [no sensor]\n");
+    EXPECT_EQ(printed([](const auto& /*message*/) { throw std::runtime_error("standard"); }), "");
+    m_application.Handle([](const auto& /*message*/) { throw 7; });
+    EXPECT_THROW(m_manager->OnRecvMessage(&message), int);
+    EXPECT_EQ(m_application.Take().size(), 3U) << "the report goes to host identifier 0, which is nobody";
+    EXPECT_EQ(m_pty.Read(1, std::chrono::milliseconds(0)), Bytes());
+}
+
+}  // namespace

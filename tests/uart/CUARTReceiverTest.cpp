@@ -1,0 +1,238 @@
+// The receive thread: events, log lines and printed frames for what arrives on a port.
+#include "uart/CUARTReceiver.h"
+
+#include <cerrno>
+#include <csignal>
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/Link.h"
+#include "tests/support/Wait.h"
+
+namespace {
+
+using Sim::Fault;
+using Support::Bytes;
+using Support::Event;
+using Support::Frame;
+using Support::TakeTexts;
+using Support::WaitFor;
+using Texts = std::vector<std::string>;
+
+class Receiver : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        Sim::Reset();
+        m_receiver = std::make_unique<UART::CUARTReceiver>("link");
+        ASSERT_EQ(Common::Event::CEventRoute::Register(&m_manager, "0x2"), 0);
+        m_fd = open(m_pty.Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+        ASSERT_GT(m_fd, 0);
+        EXPECT_TRUE(TakeTexts().empty()) << "the constructor logs nothing";
+    }
+    void TearDown() override
+    {
+        m_receiver.reset();
+        close(m_fd);
+    }
+
+    std::vector<Event> EventsOf(const Bytes& bytes)
+    {
+        m_pty.Write(bytes);
+        EXPECT_TRUE(WaitFor([this] { return m_manager.Count() > 0; }));
+        return m_manager.Take();
+    }
+
+    Support::Pty m_pty;
+    Support::KeepingHost m_manager;
+    std::unique_ptr<UART::CUARTReceiver> m_receiver;
+    int m_fd = -1;
+};
+
+TEST_F(Receiver, PostsDumpsAndPrintsAFrame)
+{
+    Bytes body;
+    for (unsigned char i = 0; i < 26; ++i) {
+        body += i;
+    }
+    Bytes frame = Frame(7, 99, body);
+    frame[30] = 0x44;
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    EXPECT_EQ(EventsOf(frame), (std::vector<Event>{{1000, "RECV", frame.substr(0, 3), body, 0}}))
+        << "type, command and end byte are not judged";
+    m_receiver.reset();
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "[ReceivePacket] HEADER : 5A 07 63 \n"
+              "[ReceivePacket] BODY : 00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14 15 16 17 18 19 \n"
+              "[ReceivePacket] TAIL : 3F 44 \n");
+    EXPECT_EQ(TakeTexts(),
+              (Texts{"[D] [CUARTReceiver::ReceivePacket] =====> RECV HEAD : 5A0763\n",
+                     "[D] [CUARTReceiver::ReceivePacket] =====> RECV BODY : 000102030405060708090A0B0C0D0E0F\n",
+                     "[D] [CUARTReceiver::ReceivePacket] =====> RECV BODY : 10111213141516171819\n",
+                     "[D] [CUARTReceiver::ReceivePacket] =====> RECV TAIL : 3F44\n"}));
+}
+
+TEST_F(Receiver, AWrongStartByteIsNoErrorAWrongChecksumIs)
+{
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    Bytes frame = Frame(1, 1);
+    frame[0] ^= 0x10;
+    frame[29] ^= 0x10;
+    EXPECT_EQ(EventsOf(frame).at(0).id, 1000);
+    TakeTexts();
+    frame[29] ^= 0x01;
+    EXPECT_EQ(EventsOf(frame), (std::vector<Event>{{1001, "ERR", frame.substr(0, 3), {}, 0x10000003}}));
+    const Texts texts = TakeTexts();
+    ASSERT_EQ(texts.size(), 6U);
+    EXPECT_EQ(texts[4], "[E] [CUARTReceiver::IsValidChecksum] Checksum Invalid. cksum[0x4a], tail_cksum[0x4b] \n");
+    EXPECT_EQ(texts[5], "[D] [CUARTReceiver::Run] CHECKSUM Error. \n");
+}
+
+TEST_F(Receiver, ReportsTheStageThatComesShortAndGoesOn)
+{
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    const Bytes frame = Frame(1, 2);
+    const struct {
+        std::size_t size;
+        int error;
+        const char* stage;
+    } cases[] = {{1, 0x10000000, "Header"}, {2, 0x10000000, "Header"}, {3, 0x10000001, "Body"},
+                 {28, 0x10000001, "Body"},  {29, 0x10000002, "Tail"},  {30, 0x10000002, "Tail"}};
+    for (const auto& expected : cases) {
+        TakeTexts();
+        const auto events = EventsOf(frame.substr(0, expected.size));
+        ASSERT_EQ(events.size(), 1U) << expected.size << " bytes";
+        EXPECT_EQ(events[0].id, 1001);
+        EXPECT_EQ(events[0].error, expected.error) << expected.size << " bytes";
+        const Texts texts = TakeTexts();
+        ASSERT_GE(texts.size(), 2U);
+        EXPECT_EQ(texts[texts.size() - 2],
+                  std::string("[E] [CUARTReceiver::ReceivePacket] Receive ") + expected.stage + " Error \n");
+        EXPECT_EQ(texts.back(), "[D] [CUARTReceiver::Run] HDR, BODY, TAIL Error [0x1000000" +
+                                    std::to_string(expected.error & 0xF) + "]. \n");
+    }
+    EXPECT_EQ(EventsOf(frame).at(0).id, 1000);
+}
+
+TEST_F(Receiver, ReadsAfterAPauseInChunksUntilTheCountIsReached)
+{
+    unsigned char buffer[8192] = {};
+    EXPECT_EQ(m_receiver->ReceiveBytes(0, buffer, 1), -1);
+    EXPECT_EQ(m_receiver->ReceiveBytes(m_fd, buffer, 0), 0);
+    EXPECT_EQ(m_receiver->ReceiveBytes(m_fd, buffer, -1), 0);
+
+    m_pty.Write({1, 2, 3, 4, 5, 6});
+    Sim::Inject(Fault::Limits("read", 4));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(m_receiver->ReceiveBytes(m_fd, buffer, 6), 6);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20)) << "a pause before each read";
+    EXPECT_EQ(Bytes(buffer, 7), (Bytes{1, 2, 3, 4, 5, 6, 0}));
+
+    errno = 0;
+    EXPECT_EQ(m_receiver->ReceiveBytes(m_fd, buffer, 3), -1) << "nothing has arrived";
+    EXPECT_EQ(errno, EAGAIN);
+
+    const Sim::Recording recording;
+    Sim::Inject(Fault::Returns("read", 4096));
+    Sim::Inject(Fault::Returns("read", 0));
+    EXPECT_EQ(m_receiver->ReceiveBytes(m_fd, buffer, 5000), 4096) << "the input has ended";
+    ASSERT_EQ(recording.Calls("read").size(), 2U);
+    EXPECT_EQ(recording.Calls("read")[0].argument, 4096);
+    EXPECT_EQ(recording.Calls("read")[1].argument, 904);
+
+    UART::UART_HDR_T header = {};
+    UART::UART_TAIL_T tail = {};
+    EXPECT_EQ(m_receiver->ReceivePacket(0, &header, &tail, buffer), -1);
+    EXPECT_TRUE(TakeTexts().empty());
+}
+
+TEST_F(Receiver, RefusesADescriptorThatSelectCannotHold)
+{
+    EXPECT_EQ(m_receiver->Start(FD_SETSIZE), -1);
+    EXPECT_EQ(m_receiver->Start(-1), -1);
+    EXPECT_EQ(TakeTexts(), (Texts{"[E] [CUARTReceiver::Start] Descriptor Error [1024] \n",
+                                  "[E] [CUARTReceiver::Start] Descriptor Error [-1] \n"}));
+}
+
+TEST_F(Receiver, EndsWhenSelectFailsAndStartsAgain)
+{
+    Sim::Inject(Fault::Fails("select", EBADF));
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    ASSERT_TRUE(WaitFor([this] { return m_receiver->IsStop(); }));
+    EXPECT_EQ(TakeTexts(), Texts{"[E] [CUARTReceiver::Run] Select Error \n"});
+    EXPECT_EQ(m_receiver->Stop(), 0);
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    EXPECT_EQ(EventsOf(Frame(1, 2)).size(), 1U);
+    EXPECT_EQ(m_receiver->Stop(), 0);
+    EXPECT_EQ(m_receiver->Stop(), 0);
+    ASSERT_EQ(m_receiver->Start(m_fd), 0) << "Start waits for a thread on its way out";
+    EXPECT_EQ(EventsOf(Frame(1, 2)).size(), 1U);
+    EXPECT_EQ(m_receiver->Start(m_fd), -1) << "the thread is at work; a second start ends it";
+    EXPECT_TRUE(WaitFor([this] { return m_receiver->IsStop(); }));
+}
+
+TEST_F(Receiver, DropsFramesThatNobodyTakesAndEndsOnItsOwnThread)
+{
+    Common::Event::CEventRoute::UnRegister();
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    m_pty.Write(Frame(1, 2));
+    ASSERT_TRUE(WaitFor([] {
+        const Texts texts = TakeTexts();
+        return !texts.empty() && texts.back().find("RECV TAIL") != std::string::npos;
+    }));
+    m_receiver->Stop();
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    EXPECT_EQ(m_manager.Count(), 0U);
+
+    ASSERT_EQ(Common::Event::CEventRoute::Register(&m_manager, "0x2"), 0);
+    int startResult = 0;
+    m_manager.Handle([this, &startResult, receiver = m_receiver.get()](const auto& /*message*/) {
+        receiver->Stop();
+        startResult = receiver->Start(m_fd);
+    });
+    EXPECT_EQ(EventsOf(Frame(1, 2)).size(), 1U);
+    m_receiver.reset();
+    EXPECT_EQ(startResult, -1);
+    EXPECT_EQ(TakeTexts().back(), "[E] [CUARTReceiver::Start] Called on the receive thread \n");
+}
+
+TEST_F(Receiver, AnExceptionEndsTheThreadAndTheReceiverStartsAgain)
+{
+    testing::internal::CaptureStderr();
+    m_manager.Handle([](const auto& /*message*/) { throw 1; });
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_EQ(m_receiver->Start(m_fd), 0);
+        EXPECT_EQ(EventsOf(Frame(1, 2)).size(), 1U);
+        ASSERT_TRUE(WaitFor([this] { return m_receiver->IsStop(); }));
+    }
+    m_receiver.reset();
+    testing::internal::GetCapturedStderr();
+}
+
+TEST_F(Receiver, NoSignalHandlerRunsOnItsThread)
+{
+    static volatile std::sig_atomic_t handled = 0;
+    struct sigaction action = {};
+    action.sa_handler = [](int /*signal*/) { handled = 1; };
+    struct sigaction former = {};
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &former), 0);
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    EXPECT_EQ(EventsOf(Frame(1, 2)).size(), 1U) << "the thread is running";
+
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    kill(getpid(), SIGUSR1);
+    EXPECT_EQ(EventsOf(Frame(1, 2)).at(0).id, 1000);
+    EXPECT_EQ(handled, 0);
+    int signal = 0;
+    sigwait(&signals, &signal);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    sigaction(SIGUSR1, &former, nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,145 @@
+// The sender: bytes of a frame, and what it does when the port takes only part of them or none.
+#include "uart/CUARTSender.h"
+
+#include <cerrno>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sim/SimBoard.h"
+#include "tests/support/Pty.h"
+#include "uart/UARTFrame.h"
+
+namespace {
+
+using Sim::Fault;
+using Support::Bytes;
+
+class Sender : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        Sim::Reset();
+        ASSERT_EQ(pipe(m_pipe), 0);
+    }
+    void TearDown() override
+    {
+        close(m_pipe[0]);
+        close(m_pipe[1]);
+    }
+
+    [[nodiscard]] int Port() const { return m_pipe[1]; }
+    [[nodiscard]] Bytes Written(std::size_t count) const { return Support::ReadBytes(m_pipe[0], count); }
+
+    static std::vector<std::string> TakeTexts(const std::string& identity)
+    {
+        std::vector<std::string> texts;
+        for (const Sim::LogLine& line : Sim::TakeLog()) {
+            EXPECT_EQ(line.identity, identity);
+            texts.push_back(line.text);
+        }
+        return texts;
+    }
+
+    UART::CUARTSender m_sender{"link"};
+    int m_pipe[2] = {-1, -1};
+};
+
+using Texts = std::vector<std::string>;
+
+TEST_F(Sender, FramesDataOfEveryLength)
+{
+    EXPECT_TRUE(Sim::TakeLog().empty()) << "the constructor logs nothing";
+    EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 0), 0);
+    EXPECT_EQ(Written(5), (Bytes{0x5A, 1, 2, 0x59, 3}));
+    EXPECT_EQ(TakeTexts("[link]"), Texts{"[D] Send Packet : 5A01025903\n"});
+
+    const unsigned char data[] = {0x10, 0x20};
+    EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, data, 2), 0);
+    EXPECT_EQ(Written(7), (Bytes{0x5A, 1, 2, 0x10, 0x20, 0x69, 3}));
+
+    const Bytes largest(UART::UART_MAX_DATA_LEN, 0x77);
+    EXPECT_EQ(m_sender.SendPacket(Port(), 200, 255, largest.data(), UART::UART_MAX_DATA_LEN), 0);
+    const Bytes frame = Written(UART::UART_BUF_SIZE);
+    ASSERT_EQ(frame.size(), 4096U);
+    EXPECT_EQ(frame.substr(0, 3), (Bytes{0x5A, 200, 255}));
+    EXPECT_EQ(frame.substr(3, 4091), largest);
+    EXPECT_EQ(frame.substr(4094), (Bytes{0x5A ^ 200 ^ 255 ^ 0x77, 3}));
+}
+
+TEST_F(Sender, RefusesWhatCannotBeSent)
+{
+    const unsigned char data[UART::UART_BUF_SIZE] = {};
+    const Sim::Recording recording;
+    EXPECT_EQ(m_sender.SendPacket(0, 1, 2, data, 1), -1);
+    EXPECT_EQ(m_sender.SendBytes(0, data, 1), -1);
+    EXPECT_EQ(m_sender.SendBytes(-1, data, 0), -1);
+    EXPECT_EQ(m_sender.SendBytes(Port(), data, 0), 0);
+    EXPECT_EQ(m_sender.SendBytes(Port(), data, -3), 0);
+    EXPECT_TRUE(Sim::TakeLog().empty());
+    EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, data, UART::UART_MAX_DATA_LEN + 1), -1);
+    EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 1), -1);
+    EXPECT_EQ(TakeTexts("[link]"), (Texts{"[E] [CUARTSender::SendPacket] Data Error, length[4092] \n",
+                                          "[E] [CUARTSender::SendPacket] Data Error, length[1] \n"}));
+    EXPECT_TRUE(recording.Calls("write").empty());
+}
+
+TEST_F(Sender, GoesOnAfterAShortWriteInChunksOf4096)
+{
+    Bytes data(5000, 0x11);
+    data[4999] = 0x22;
+    Sim::Inject(Fault::Limits("write", 100));
+    const Sim::Recording recording;
+    EXPECT_EQ(m_sender.SendBytes(Port(), data.data(), 5000), 5000);
+    EXPECT_EQ(Written(5000), data);
+    std::vector<long> sizes;
+    for (const Sim::Call& call : recording.Calls("write")) {
+        sizes.push_back(call.argument);
+    }
+    EXPECT_EQ(sizes, (std::vector<long>{4096, 4096, 804}));
+}
+
+TEST_F(Sender, WaitsForAFullPort)
+{
+    Sim::Inject(Fault::Limits("write", 2));
+    Sim::Inject(Fault::Fails("write", EAGAIN).Times(2));
+    EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 0), 0);
+    EXPECT_EQ(Written(5), (Bytes{0x5A, 1, 2, 0x59, 3}));
+    const std::string again = "[E] [CUARTSender::SendBytes] EAGAIN write[-1], offset[2] \n";
+    EXPECT_EQ(TakeTexts("[link]"), (Texts{"[D] Send Packet : 5A01025903\n", again, again}));
+}
+
+TEST_F(Sender, GivesUpAfterFiftyAttemptsWithoutProgress)
+{
+    Sim::Inject(Fault::Fails("write", EAGAIN).Times(49));
+    Sim::Inject(Fault::Limits("write", 1));
+    Sim::Inject(Fault::Fails("write", EAGAIN).Times(50));
+    const Sim::Recording recording;
+    EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 0), -1);
+    EXPECT_EQ(recording.Calls("write").size(), 100U);
+    const Texts texts = TakeTexts("[link]");
+    ASSERT_EQ(texts.size(), 1U + 49 + 50 + 2);
+    EXPECT_EQ(texts[1], "[E] [CUARTSender::SendBytes] EAGAIN write[-1], offset[0] \n");
+    EXPECT_EQ(texts[99], "[E] [CUARTSender::SendBytes] EAGAIN write[-1], offset[1] \n");
+    EXPECT_EQ(texts[100], "[E] [CUARTSender::SendBytes] Port stays full, offset[1] \n");
+    EXPECT_EQ(texts[101], "[E] [CUARTSender::SendPacket] error sending packet \n");
+}
+
+TEST_F(Sender, ReportsAWriteThatFailsOrTakesNothing)
+{
+    const unsigned char data[10] = {};
+    Sim::Inject(Fault::Fails("write", EIO));
+    errno = 0;
+    EXPECT_EQ(m_sender.SendBytes(Port(), data, 10), -1);
+    EXPECT_EQ(errno, EIO);
+    Sim::Inject(Fault::Returns("write", 0));
+    EXPECT_EQ(m_sender.SendBytes(Port(), data, 10), 0);
+    EXPECT_TRUE(Sim::TakeLog().empty());
+
+    Sim::Inject(Fault::Returns("write", 0));
+    EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 0), -1);
+    EXPECT_EQ(TakeTexts("[link]"),
+              (Texts{"[D] Send Packet : 5A01025903\n", "[E] [CUARTSender::SendPacket] error sending packet \n"}));
+}
+
+}  // namespace
