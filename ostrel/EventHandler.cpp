@@ -22,7 +22,8 @@ std::mutex& Guard()
 
 std::unique_ptr<EventHandler>& Instance()
 {
-    static std::unique_ptr<EventHandler> instance;
+    // Never destroyed by itself: threads may still send while the process exits.
+    static auto& instance = *new std::unique_ptr<EventHandler>;
     return instance;
 }
 
