@@ -2,8 +2,11 @@
 #include "sim/Intercept.h"
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <utility>
+
+#include "sim/Devices.h"
 
 namespace Sim {
 
@@ -74,6 +77,7 @@ void Inject(const Fault& fault)
 
 void Reset()
 {
+    PowerOff();
     TakeLog();
     State& state = TheState();
     const std::lock_guard lock(state.mutex);
@@ -109,12 +113,12 @@ std::optional<Fault> TakeFault(const char* call)
     return fault;
 }
 
-void Record(const Call& call)
+void Record(Call call)
 {
     State& state = TheState();
     const std::lock_guard lock(state.mutex);
     if (state.isRecording) {
-        state.calls.push_back(call);
+        state.calls.push_back(std::move(call));
     }
 }
 

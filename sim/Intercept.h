@@ -1,10 +1,10 @@
 // What all libc entry points of the simulated board share.
 #pragma once
 
-#include <atomic>
 #include <cerrno>
-#include <functional>
+#include <cstddef>
 #include <optional>
+#include <string>
 
 #include <dlfcn.h>
 
@@ -23,14 +23,14 @@ Function* Next(const char* name)
 bool IsWatching();
 /// Takes the fault that hits this call, if any.
 std::optional<Fault> TakeFault(const char* call);
-void Record(const Call& call);
+void Record(Call call);
 
 /// The most bytes that a call may move; nothing when there is no limit.
 using Limit = std::optional<std::size_t>;
 
 /// Carries a call out as the injected faults demand. `carryOut` gets the number of bytes it may move.
 template <class CarryOut>
-long Intercept(const char* name, int fd, long argument, CarryOut carryOut)
+long Intercept(const char* name, int fd, long argument, CarryOut carryOut, const std::string& path = "")
 {
     if (!IsWatching()) {
         return carryOut(Limit());
@@ -39,13 +39,11 @@ long Intercept(const char* name, int fd, long argument, CarryOut carryOut)
     const bool isCarriedOut = !fault || fault->limit;
     const long result = isCarriedOut ? carryOut(fault ? fault->limit : Limit()) : fault->result;
     const int error = isCarriedOut ? errno : fault->error;
-    Record({name, fd, argument, result});
+    Record({name, fd, argument, result, path});
     errno = error;
     return result;
 }
 
-/// The board's end of a simulated device, as a new descriptor; nothing for a path that is not simulated.
-std::optional<int> OpenDevice(const char* path, int flags);
 /// Keeps the record that was applied to a terminal.
 void KeepLine(const termios& line);
 

@@ -1,13 +1,19 @@
-// The libc entry points that the simulated board takes over; it passes on whatever it does not own.
+// The libc entry points for files and devices that the simulated board takes over; it passes on whatever it does not
+// own.
 #include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
 #include <sys/select.h>
+#include <sys/time.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "sim/Devices.h"
 #include "sim/Intercept.h"
 
 namespace {
@@ -16,10 +22,17 @@ using OpenFunction = int(const char*, int, ...);
 
 int Open(OpenFunction* next, const char* path, int flags, mode_t mode)
 {
-    return static_cast<int>(Sim::Intercept("open", -1, flags, [&](Sim::Limit /*limit*/) -> long {
-        const auto device = Sim::OpenDevice(path, flags);
-        return device ? *device : next(path, flags, mode);
-    }));
+    const auto carryOut = [&](Sim::Limit /*limit*/) -> long {
+        const std::string target = Sim::Redirected(path);
+        if (const auto port = Sim::OpenPort(target, flags)) {
+            return *port;
+        }
+        if (const auto device = Sim::OpenDevice(target.c_str())) {
+            return *device;
+        }
+        return next(target.c_str(), flags, mode);
+    };
+    return static_cast<int>(Sim::Intercept("open", -1, flags, carryOut, path));
 }
 
 mode_t Mode(int flags, std::va_list arguments)
@@ -33,6 +46,15 @@ ssize_t Read(int fd, void* buffer, std::size_t size)
     static auto* const next = Sim::Next<ssize_t(int, void*, std::size_t)>("read");
     return Sim::Intercept("read", fd, static_cast<long>(size),
                           [&](Sim::Limit limit) { return next(fd, buffer, std::min(size, limit.value_or(size))); });
+}
+
+long Request(int fd, unsigned long request, void* argument)
+{
+    static auto* const next = Sim::Next<int(int, unsigned long, ...)>("ioctl");
+    if (const auto result = Sim::RequestDevice(fd, request, argument)) {
+        return *result;
+    }
+    return Sim::IsInterfaceRequestRefused(request) ? Sim::Fail(ENODEV) : next(fd, request, argument);
 }
 
 }  // namespace
@@ -72,7 +94,11 @@ int __open64_2(const char* path, int flags)
 int close(int fd)
 {
     static auto* const next = Sim::Next<int(int)>("close");
-    return static_cast<int>(Sim::Intercept("close", fd, 0, [&](Sim::Limit /*limit*/) { return next(fd); }));
+    return static_cast<int>(Sim::Intercept("close", fd, 0, [&](Sim::Limit /*limit*/) {
+        Sim::ForgetDevice(fd);
+        Sim::ForgetSocket(fd);
+        return next(fd);
+    }));
 }
 
 ssize_t read(int fd, void* buffer, std::size_t size)
@@ -93,6 +119,16 @@ ssize_t write(int fd, const void* buffer, std::size_t size)
     static auto* const next = Sim::Next<ssize_t(int, const void*, std::size_t)>("write");
     return Sim::Intercept("write", fd, static_cast<long>(size),
                           [&](Sim::Limit limit) { return next(fd, buffer, std::min(size, limit.value_or(size))); });
+}
+
+int ioctl(int fd, unsigned long request, ...) noexcept
+{
+    std::va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return static_cast<int>(Sim::Intercept("ioctl", fd, static_cast<long>(request),
+                                           [&](Sim::Limit /*limit*/) { return Request(fd, request, argument); }));
 }
 
 int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout)
@@ -116,6 +152,43 @@ int tcflush(int fd, int queue) noexcept
     static auto* const next = Sim::Next<int(int, int)>("tcflush");
     return static_cast<int>(
         Sim::Intercept("tcflush", fd, queue, [&](Sim::Limit /*limit*/) { return next(fd, queue); }));
+}
+
+// Mounting and setting the clock never reach the PC, whether the board is on or off.
+
+int mount(const char* source, const char* target, const char* type, unsigned long flags, const void* /*data*/) noexcept
+{
+    return static_cast<int>(Sim::Intercept(
+        "mount", -1, static_cast<long>(flags),
+        [&](Sim::Limit /*limit*/) { return Sim::MountDisk(source, target, type); },
+        std::string(source) + " " + target + " " + type));
+}
+
+int umount2(const char* target, int flags) noexcept
+{
+    return static_cast<int>(Sim::Intercept(
+        "umount2", -1, flags, [&](Sim::Limit /*limit*/) { return Sim::Unmount(target); }, target));
+}
+
+int umount(const char* target) noexcept
+{
+    return umount2(target, 0);
+}
+
+int settimeofday(const timeval* time, const struct timezone* /*zone*/) noexcept
+{
+    return static_cast<int>(Sim::Intercept("settimeofday", -1, 0, [&](Sim::Limit /*limit*/) {
+        return time == nullptr ? Sim::Fail(EPERM) : Sim::SetSystemClock(*time);
+    }));
+}
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument) noexcept
+{
+    static auto* const next =
+        Sim::Next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
+    const long result = Sim::Intercept("pthread_create", -1, 0,
+                                       [&](Sim::Limit /*limit*/) { return next(thread, attributes, body, argument); });
+    return result == -1 ? errno : static_cast<int>(result);  // this one returns its error number
 }
 
 }  // extern "C"

@@ -2,13 +2,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <memory>
+#include <sstream>
+#include <string>
 
 #include <linux/capability.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "sim/SimBoard.h"
+#include "sim/Devices.h"
 
 namespace {
 
@@ -21,6 +23,7 @@ void DropCapabilities()
         return;
     }
     for (const unsigned int capability : {unsigned{CAP_SYS_TIME}, unsigned{CAP_SYS_ADMIN}}) {
+        prctl(PR_CAPBSET_DROP, capability);  // nor may the programs that this one becomes or starts
         __user_cap_data_struct& set = sets[CAP_TO_INDEX(capability)];
         set.effective &= ~CAP_TO_MASK(capability);
         set.permitted &= ~CAP_TO_MASK(capability);
@@ -29,19 +32,31 @@ void DropCapabilities()
     syscall(SYS_capset, &header, sets);
 }
 
-/// The launcher names the folder where the board's system log and the far end of its serial line appear.
+std::string Variable(const char* name)
+{
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+/// The launcher names the folder for the board's files, hands on the board's end of the serial line, and tells the
+/// faults to happen.
 void SetUpFromEnvironment()
 {
-    const char* const folder = std::getenv("SIMBOARD_DIR");
-    if (folder == nullptr) {
+    const std::string folder = Variable("SIMBOARD_DIR");
+    if (folder.empty()) {
         return;
     }
-    const std::string path(folder);
-    Sim::LogToFile(path + "/syslog");
-    static const Sim::SerialPort line("/dev/ttyS0");
-    if (symlink(line.StationPath().c_str(), (path + "/ttyS0").c_str()) != 0) {
-        std::perror("simboard: the link to the serial line");
-        std::_Exit(2);
+    Sim::LogToFile(folder + "/syslog");
+    Sim::PowerOn();
+    Sim::UseRealNetwork();
+    Sim::Redirect("/mnt/usb/", folder + "/usb/");
+    std::istringstream faults(Variable("SIMBOARD_FAULTS"));
+    for (std::string fault; std::getline(faults, fault, ',');) {
+        Sim::Break(fault);
+    }
+    const int boardFd = std::stoi(Variable("SIMBOARD_LINE"));
+    if (isatty(boardFd) != 0) {  // unless the program before this one has closed it
+        static const Sim::SerialPort line(Sim::STATION_PORT, boardFd);
     }
 }
 

@@ -6,16 +6,22 @@
 // thread.
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <linux/rtc.h>
+#include <sys/time.h>
 #include <termios.h>
 
 namespace Sim {
 
-/// Forgets captured log lines, injected faults and applied line settings.
+/// Forgets captured log lines, injected faults, applied line settings, redirections, and faults of the board, and makes
+/// the board's devices healthy and as after power-on.
 void Reset();
 
 // The system log. It is always captured: a machine without a log daemon prints every line on its console.
@@ -38,9 +44,16 @@ void LogToFile(const std::string& path);
 
 // Faults.
 
+/// The libc functions that know faults and are recorded. 64-bit and checked variants count as the function itself,
+/// umount as umount2. Of a file that was opened with fopen while faults are injected or calls recorded, reading and
+/// writing show as read and write.
+inline constexpr const char* CALLS[] = {"open",      "close",    "read",  "write",        "ioctl",         "select",
+                                        "tcsetattr", "tcflush",  "mount", "umount2",      "socket",        "setsockopt",
+                                        "sendto",    "recvfrom", "fopen", "settimeofday", "pthread_create"};
+
 /// What becomes of calls of a libc function: they are not carried out, or only in part.
 struct Fault {
-    std::string call;                  ///< open, close, read, write, select, tcsetattr or tcflush
+    std::string call;                  ///< one of CALLS
     long result = -1;                  ///< what the call returns
     int error = 0;                     ///< its `errno`
     std::optional<std::size_t> limit;  ///< carry the call out, with at most so many bytes (read, write)
@@ -62,9 +75,10 @@ void Inject(const Fault& fault);
 /// One call of a function that knows faults.
 struct Call {
     std::string name;
-    int fd;         ///< the descriptor it was given; -1 for open, for select the number of descriptors looked at
-    long argument;  ///< open: flags; read, write: size; tcsetattr: action; tcflush: queue; else 0
+    int fd;  ///< the descriptor it was given; -1 when it takes none, for select the number of descriptors looked at
+    long argument;  ///< open: flags; read, write: size; ioctl: request; tcsetattr: action; tcflush: queue; else 0
     long result;
+    std::string path;  ///< open, fopen: the path; mount: source, target, type; umount2: target; else empty
 };
 
 /// Records calls from construction to destruction; one at a time.
@@ -90,18 +104,71 @@ class SerialPort {
 public:
     /// `device` is the path that the program under test opens.
     explicit SerialPort(const std::string& device);
+    /// A port that an earlier process made: `boardFd` is its BoardFd.
+    SerialPort(const std::string& device, int boardFd);
     ~SerialPort();
     SerialPort(const SerialPort&) = delete;
     SerialPort& operator=(const SerialPort&) = delete;
 
     /// The path that the station opens.
-    [[nodiscard]] const std::string& StationPath() const { return m_stationPath; }
+    [[nodiscard]] const std::string& StationPath() const;
+    /// The board's end, for programs that this one becomes or starts.
+    [[nodiscard]] int BoardFd() const;
 
 private:
+    void Announce() const;
+
     std::string m_device;
-    std::string m_stationPath;
-    int m_board = -1;
-    int m_station = -1;
+    std::unique_ptr<class PseudoTerminal> m_line;
 };
+
+/// Has the program open `to` whenever it opens `path`, or, when `path` ends in "/", a file below it.
+void Redirect(const std::string& path, const std::string& to);
+
+// The board's devices: absent until `PowerOn`, and again after `Reset`.
+
+/// Supplies "/dev/dev_status", "/dev/rtc0", USB disk 0, and the loopback plug on "/dev/ttyS1"; the system clock and raw
+/// sockets are simulated as well.
+void PowerOn();
+
+/// Makes one of FAULTS happen from now on; throws std::invalid_argument for an unknown name.
+void Break(const std::string& fault);
+
+/// A fault of the board.
+struct BoardFault {
+    const char* name;
+    const char* explanation;
+    std::vector<const char*> checks;  ///< of the station's plan, that must fail
+};
+
+/// Every fault of the board.
+const std::vector<BoardFault>& BoardFaults();
+
+/// What the outputs are: 16 lines, bit n of byte n / 8. Each is wired to the input of its number.
+std::array<unsigned char, 2> Outputs();
+/// What the PWM outputs are set to, 0 to 3.
+int Pwm();
+/// Sets the three bytes that the status driver reports as hardware version.
+void SetVersion(const std::array<unsigned char, 3>& version);
+
+/// The records that the real-time clock was set with, in order.
+std::vector<rtc_time> RtcRecords();
+/// What the system clock was last set to, if it was.
+std::optional<timeval> SystemClock();
+
+enum class Disk { ABSENT, WHOLE, PARTITIONED, UNFORMATTED };
+/// Plugs a disk in (index 0 to 2).
+void PlugIn(int index, Disk disk);
+/// What is mounted where: targets to sources.
+std::map<std::string, std::string> Mounts();
+
+/// The datagrams sent through simulated raw sockets: destination, and the message behind the IPv4 header.
+struct Datagram {
+    std::string destination;
+    std::vector<unsigned char> message;
+};
+std::vector<Datagram> Datagrams();
+/// From now on raw sockets are the machine's own, where it allows them.
+void UseRealNetwork();
 
 }  // namespace Sim

@@ -1,36 +1,83 @@
 // The launcher of the simulated board: runs an unchanged program on it.
+#include "sim/SimBoard.h"
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
+#include <iomanip>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-/// Empties the folder of what an earlier run left, and has the loader put the simulated board under the program.
-void Prepare(const fs::path& folder)
+struct Options {
+    std::string folder = "simboard";
+    std::vector<std::string> faults;
+    bool listFaults = false;
+    std::vector<std::string> command;
+};
+
+/// Keeps a second simulated board out of the folder until the last program on this one has ended.
+void Lock(const fs::path& folder)
 {
-    fs::create_directories(folder);
-    fs::remove(folder / "syslog");
-    fs::remove(folder / "ttyS0");
-    const fs::path library = fs::read_symlink("/proc/self/exe").parent_path() / SIMBOARD_LIBRARY;
-    std::string preload = library.string();
-    if (const char* const others = std::getenv("LD_PRELOAD")) {
-        preload = others + (":" + preload);
+    const int lock = open((folder / "lock").c_str(), O_RDWR | O_CREAT, 0644);
+    if (lock < 0 || flock(lock, LOCK_EX | LOCK_NB) != 0) {
+        throw std::system_error(errno, std::generic_category(), "another simulated board uses " + folder.string());
     }
-    setenv("LD_PRELOAD", preload.c_str(), 1);
-    setenv("SIMBOARD_DIR", fs::absolute(folder).c_str(), 1);
 }
 
-[[noreturn]] void Run(std::vector<std::string>& command)
+/// The library to preload. The loader would split a path at these characters and go on without it: on the real devices.
+std::string Library()
+{
+    const fs::path library = fs::read_symlink("/proc/self/exe").parent_path() / SIMBOARD_LIBRARY;
+    if (library.string().find_first_of(" :") != std::string::npos) {
+        throw std::runtime_error("cannot run from a folder with a blank or colon in its path: " + library.string());
+    }
+    return library;
+}
+
+/// Empties the folder of what an earlier run left, and has the loader put the simulated board under the program. The
+/// serial line is made here, so that programs that the program becomes or starts are on the same one.
+void Prepare(const Options& options)
+{
+    const fs::path folder = fs::absolute(options.folder);
+    fs::create_directories(folder);
+    Lock(folder);
+    for (const char* const name : {"syslog", "ttyS0", "usb"}) {
+        fs::remove_all(folder / name);
+    }
+    fs::create_directory(folder / "usb");
+
+    static const Sim::SerialPort line("/dev/ttyS0");
+    fs::create_symlink(line.StationPath(), folder / "ttyS0");
+    const int boardFd = dup(line.BoardFd());  // stays open across exec
+    setenv("SIMBOARD_LINE", std::to_string(boardFd).c_str(), 1);
+
+    const char* const others = std::getenv("LD_PRELOAD");
+    setenv("LD_PRELOAD", ((others != nullptr ? others + std::string(":") : "") + Library()).c_str(), 1);
+    setenv("SIMBOARD_DIR", folder.c_str(), 1);
+    std::string faults;
+    for (const std::string& fault : options.faults) {
+        faults += fault + ",";
+    }
+    setenv("SIMBOARD_FAULTS", faults.c_str(), 1);
+}
+
+/// Becomes the program; returns the exit code when that fails.
+int Run(std::vector<std::string>& command)
 {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
@@ -39,32 +86,76 @@ void Prepare(const fs::path& folder)
     }
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
-    throw std::system_error(errno, std::generic_category(), command[0]);
+    const int error = errno;
+    std::cerr << "simboard: " << command[0] << ": " << std::generic_category().message(error) << "\n";
+    return error == ENOENT ? 127 : 126;
+}
+
+void ListFaults()
+{
+    for (const Sim::BoardFault& fault : Sim::BoardFaults()) {
+        std::cout << std::left << std::setw(20) << fault.name << fault.explanation;
+        const char* separator = "\n                    fails: ";
+        for (const char* const check : fault.checks) {
+            std::cout << separator << check;
+            separator = ", ";
+        }
+        std::cout << "\n";
+    }
+}
+
+std::string CheckFault(const std::string& name)
+{
+    const auto& faults = Sim::BoardFaults();
+    const bool isKnown =
+        std::any_of(faults.begin(), faults.end(), [&](const auto& fault) { return name == fault.name; });
+    return isKnown ? "" : "there is no fault " + name + "; --list-faults names them";
+}
+
+void Define(CLI::App& app, Options& options)
+{
+    app.get_formatter()->column_width(24);
+    app.add_option("--dir", options.folder, "The folder for the board's files (default: ./simboard)")->type_name("DIR");
+    app.add_option("--fault", options.faults, "A fault of the board; may be given several times")
+        ->type_name("NAME")
+        ->expected(1)
+        ->take_all()
+        ->check(CheckFault);
+    app.add_flag("--list-faults", options.listFaults,
+                 "Name every fault and the checks of the station's plan that it makes fail");
+    app.add_option("command", options.command, "The program and its arguments, after --")->type_name("PROGRAM");
+    app.positionals_at_end();
+    app.footer("Files in DIR:\n"
+               "  ttyS0    the station's end of the board's /dev/ttyS0\n"
+               "  syslog   the board's system log\n"
+               "  usb/     the board's /mnt/usb/\n"
+               "Exit codes: those of the program; 2 wrong options, 126 or 127 the program cannot be run.");
 }
 
 }  // namespace
 
 int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): it ends the program
 {
-    CLI::App options(
-        "Runs a program on the simulated board.\n"
-        "Files in DIR: syslog takes the board's system log, ttyS0 is the station's end of its /dev/ttyS0.");
-    options.get_formatter()->column_width(24);
-    std::string folder = "simboard";
-    std::vector<std::string> command;
-    options.add_option("--dir", folder, "The folder for the board's files (default: ./simboard)")->type_name("DIR");
-    options.add_option("command", command, "The program and its arguments, after --")->required()->type_name("PROGRAM");
-    options.positionals_at_end();
+    CLI::App app("Runs a program on the simulated board.");
+    Options options;
+    Define(app, options);
     try {
-        options.parse(argc, argv);
+        app.parse(argc, argv);
+        if (options.command.empty() && !options.listFaults) {
+            throw CLI::RequiredError("PROGRAM");
+        }
     } catch (const CLI::ParseError& error) {
-        return options.exit(error) == 0 ? 0 : 2;
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    if (options.listFaults) {
+        ListFaults();
+        return 0;
     }
     try {
-        Prepare(folder);
-        Run(command);
-    } catch (const std::system_error& error) {
+        Prepare(options);
+    } catch (const std::exception& error) {
         std::cerr << "simboard: " << error.what() << "\n";
-        return error.code() == std::errc::no_such_file_or_directory ? 127 : 126;
+        return 2;
     }
+    return Run(options.command);
 }

@@ -1,0 +1,74 @@
+// The devices of the simulated board, as the libc entry points see them. Results are those of the system's calls, with
+// `errno`; nothing stands for what the simulated board does not own.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include "sim/SimBoard.h"
+
+namespace Sim {
+
+/// A device node.
+class Device {
+public:
+    Device() = default;
+    virtual ~Device() = default;
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    /// 0, or the error number why the device cannot be opened.
+    virtual int Open() = 0;
+    /// 0, or the error number why the request is refused.
+    virtual int Request(unsigned long request, void* argument) = 0;
+};
+
+/// True when that fault of the board has been made to happen.
+bool HasFault(const char* fault);
+
+/// Fails a call with that error number, or succeeds with 0.
+int Fail(int error);
+
+/// True from PowerOn to PowerOff.
+bool IsOn();
+/// Takes the board's devices away and makes them healthy.
+void PowerOff();
+
+/// Where a path leads: another one when it has been redirected.
+std::string Redirected(const std::string& path);
+
+// Device nodes of the board: they exist only while it is on, and never reach the PC's own.
+std::optional<int> OpenDevice(const char* path);
+std::optional<int> RequestDevice(int fd, unsigned long request, void* argument);
+void ForgetDevice(int fd);
+
+// Serial ports.
+inline constexpr const char* STATION_PORT = "/dev/ttyS0";
+inline constexpr const char* LOOPBACK_PORT = "/dev/ttyS1";
+std::optional<int> OpenPort(const std::string& path, int flags);
+
+// The parts of the board, each in a source of its own, and as after power-on.
+Device& StatusDriver();
+Device& RealTimeClock();
+void ResetStatusDriver();
+void ResetRealTimeClock();
+void ResetDisks();
+void ResetNetwork();
+void PlugLoopback();
+void UnplugLoopback();
+
+int SetSystemClock(const timeval& time);
+int MountDisk(const std::string& source, const std::string& target, const std::string& type);
+int Unmount(const std::string& target);
+
+int OpenRawSocket();
+std::optional<int> SetReceiveTimeout(int fd, const timeval& timeout);
+std::optional<long> SendDatagram(int fd, const void* message, std::size_t size, const sockaddr_in& destination);
+std::optional<long> ReceiveDatagram(int fd, void* buffer, std::size_t size, sockaddr_in& source);
+bool IsInterfaceRequestRefused(unsigned long request);
+void ForgetSocket(int fd);
+
+}  // namespace Sim
