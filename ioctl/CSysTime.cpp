@@ -1,0 +1,111 @@
+// The check of the real-time clock.
+#include "ioctl/CSysTime.h"
+
+#include <climits>
+
+#include <fcntl.h>
+#include <linux/rtc.h>
+#include <sys/ioctl.h>
+#include <sys/time.h>
+
+#include "common/UniqueFd.h"
+
+namespace IOCTL {
+
+namespace {
+
+static_assert(RTC_RD_TIME == 0x80247009 && RTC_SET_TIME == 0x4024700a, "requests of linux/rtc.h");
+static_assert(sizeof(time_t) == 8, "dates after January 2038");
+
+constexpr const char* RTC_DEV = "/dev/rtc0";
+constexpr int YEARS_TO_2000 = 100;  // tm_year counts from 1900
+
+rtc_time s_stRtcTime = {};
+
+}  // namespace
+
+CSysTime::CSysTime() : m_logger("")
+{
+    m_logger.SetIdentity("CSysTime");
+    m_logger.WriteDebug("[%s] Logger Start.", "CSysTime");
+}
+
+CSysTime::~CSysTime() = default;
+
+int CSysTime::GetSysTime(tm* time)
+{
+    Common::UniqueFd device(open(RTC_DEV, O_RDONLY));
+    if (!device.IsValid()) {
+        m_logger.WriteError("[RTC] RTC_DEV Open Error!\n");
+        return -1;
+    }
+    if (ioctl(device.Get(), RTC_RD_TIME, &s_stRtcTime) == -1) {
+        m_logger.WriteError("[RTC] RTC_RD_TIME Open Error!\n");
+        return -1;
+    }
+    device.Close();
+
+    tm local = {};
+    local.tm_sec = s_stRtcTime.tm_sec;
+    local.tm_min = s_stRtcTime.tm_min;
+    local.tm_hour = s_stRtcTime.tm_hour;
+    local.tm_mday = s_stRtcTime.tm_mday;
+    local.tm_mon = s_stRtcTime.tm_mon;
+    local.tm_year = s_stRtcTime.tm_year;
+    local.tm_wday = s_stRtcTime.tm_wday;
+    local.tm_isdst = -1;
+    const time_t calendar = mktime(&local);
+    if (calendar == -1 || localtime_r(&calendar, &local) == nullptr || local.tm_year < INT_MIN + YEARS_TO_2000) {
+        m_logger.WriteError("[RTC] Date Convert Error!\n");
+        return -1;
+    }
+    time->tm_sec = local.tm_sec;
+    time->tm_min = local.tm_min;
+    time->tm_hour = local.tm_hour;
+    time->tm_mday = local.tm_mday;
+    time->tm_mon = local.tm_mon;
+    time->tm_year = local.tm_year - YEARS_TO_2000;
+    time->tm_wday = local.tm_wday;
+    m_logger.WriteDebug("[GetSysTime]  %d/%d/%d - %d:%d:%d\n\n", time->tm_year, time->tm_mon, time->tm_mday,
+                        time->tm_hour, time->tm_min, time->tm_sec);
+    return 0;
+}
+
+int CSysTime::SetSysTime(int year, int month, int day, int hour, int minute, int second)
+{
+    if (year > INT_MAX - YEARS_TO_2000 || month == INT_MIN) {
+        return -1;  // no date that a record holds
+    }
+    tm local = {};
+    local.tm_sec = second;
+    local.tm_min = minute;
+    local.tm_hour = hour;
+    local.tm_mday = day;
+    local.tm_mon = month - 1;
+    local.tm_year = year + YEARS_TO_2000;
+    local.tm_isdst = -1;
+
+    rtc_time record = {};
+    record.tm_sec = local.tm_sec;
+    record.tm_min = local.tm_min;
+    record.tm_hour = local.tm_hour;
+    record.tm_mday = local.tm_mday;
+    record.tm_mon = local.tm_mon;
+    record.tm_year = local.tm_year;
+
+    const time_t calendar = mktime(&local);  // normalises `local`
+    if (calendar == -1) {
+        return -1;
+    }
+    timeval clock = {};
+    clock.tv_sec = calendar;
+    settimeofday(&clock, nullptr);
+
+    const Common::UniqueFd device(open(RTC_DEV, O_WRONLY));
+    if (!device.IsValid()) {
+        return -1;
+    }
+    return ioctl(device.Get(), RTC_SET_TIME, &record) == -1 ? -1 : 0;
+}
+
+}  // namespace IOCTL
