@@ -52,7 +52,7 @@ void ConfirmLinkWorks(Link& link, const Policy& policy, CheckRecord& record)
 {
     const Policy once{0, policy.timeout};
     CheckRecord confirm;
-    RunCheck(link, once, CheckFor(UART::CMD_CONFIRM_TEST_MODE), {}, confirm);
+    RunCheck(link, once, PlainCheck(UART::CMD_CONFIRM_TEST_MODE, {}), confirm);
     record.traffic.insert(record.traffic.end(), confirm.traffic.begin(), confirm.traffic.end());
     record.result = confirm.result == Result::Skip ? Result::Fail : confirm.result;
     record.message = "error frame, then " + confirm.name + ": " + confirm.message;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "apps/station/Link.h"
@@ -18,11 +20,16 @@ enum class Result {
     Aborted,  ///< the run ended before the check did
 };
 
+using Numbers = std::vector<int>;
+/// A named value of a check: the parameters of its request, and what was measured.
+using Values = std::vector<std::pair<std::string, std::variant<bool, int, Numbers, std::string>>>;
+
 struct CheckRecord {
     std::optional<unsigned char> code;  ///< command code; none for a bad frame
-    std::string name;
+    std::string name;                   ///< unique in its plan
     Result result = Result::Aborted;
-    std::string message;        ///< what came back, in words
+    std::string message;  ///< what came back, in words
+    Values values;
     std::optional<int> status;  ///< data byte 0 of the reply
     Seconds duration{0};        ///< over all attempts
     int attempts = 0;           ///< times the command was sent; one more than its repetitions

@@ -65,12 +65,22 @@ Json ToJson(const Traffic& entry)
             {"hex", Hex(entry.bytes)}};
 }
 
+Json ToJson(const Values& values)
+{
+    Json json = Json::object();
+    for (const auto& [name, value] : values) {
+        json[name] = std::visit([](const auto& held) { return Json(held); }, value);
+    }
+    return json;
+}
+
 Json ToJson(const CheckRecord& check)
 {
     Json json = {{"code", check.code ? Json(*check.code) : Json()},
                  {"name", check.name},
                  {"result", Word(check.result)},
                  {"message", check.message},
+                 {"values", ToJson(check.values)},
                  {"status", check.status ? Json(*check.status) : Json()},
                  {"duration_s", ToMicrosecond(check.duration)},
                  {"attempts", check.attempts},
@@ -133,7 +143,7 @@ std::string TestCase(const CheckRecord& check)
 std::string ResultLine(const CheckRecord& check)
 {
     std::ostringstream line;
-    line << std::setw(3) << (check.code ? std::to_string(*check.code) : "-") << "  " << std::left << std::setw(22)
+    line << std::setw(3) << (check.code ? std::to_string(*check.code) : "-") << "  " << std::left << std::setw(27)
          << check.name << "  " << std::setw(7) << Word(check.result) << ' ' << std::right << std::setw(6)
          << Fixed(check.duration, 2) << " s  " << check.message;
     return line.str();

@@ -1,5 +1,6 @@
 // The test station's command-line program: options, signals and exit codes.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -12,8 +13,11 @@
 #include <string>
 #include <vector>
 
+#include <arpa/inet.h>
+
 #include "apps/station/BadFrames.h"
 #include "apps/station/Console.h"
+#include "apps/station/Plan.h"
 #include "apps/station/Report.h"
 #include "apps/station/Request.h"
 #include "apps/station/Runner.h"
@@ -40,6 +44,7 @@ struct Options {
     bool hex = false;
     std::string command;
     std::vector<std::string> data;
+    Targets targets;
     std::string json;
     std::string junit;
     std::string unit;
@@ -73,6 +78,33 @@ std::string CheckUtf8(const std::string& text)
     }
 }
 
+/// A text that goes to the board: printable, and not longer than it takes.
+CLI::Validator BoardText(std::size_t most)
+{
+    return {[most](const std::string& text) -> std::string {
+                const bool good = !text.empty() && text.size() <= most &&
+                                  std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+                return good ? "" : "must be 1 to " + std::to_string(most) + " printable ASCII characters";
+            },
+            ""};
+}
+
+std::string CheckAddress(const std::string& text)
+{
+    in_addr address{};
+    return inet_pton(AF_INET, text.c_str(), &address) == 1 ? "" : text + " is no IPv4 address";
+}
+
+void DefineTargets(CLI::App& run, Targets& targets)
+{
+    run.add_option("--disk", targets.disk, "USB disk of the unit to mount")->check(CLI::Range(0, 2));
+    run.add_option("--file", targets.file, "File on the unit to write and read back, at most 24 characters")
+        ->check(BoardText(UART::UART_BODY_LEN - 2));
+    run.add_option("--ping", targets.ping, "IPv4 address for the unit to ping")->check(CheckAddress);
+    run.add_option("--interface", targets.interface, "Network interface of the unit that has an address")
+        ->check(BoardText(15));
+}
+
 void DefineOptions(CLI::App& app, Options& options)
 {
     app.set_version_flag("--version", STATION_VERSION);
@@ -93,7 +125,7 @@ void DefineOptions(CLI::App& app, Options& options)
     app.add_option("--retries", options.policy.retries,
                    "Repetitions after no answer, an error frame or a damaged reply")
         ->check(CLI::Range(0, 100));
-    app.add_option("--timeout", options.timeout, "Seconds to wait for each reply, instead of each check's own")
+    app.add_option("--timeout", options.timeout, "Seconds to wait for each reply, instead of each command's own")
         ->check(CLI::Range(0.001, 86400.0));
     app.add_flag("--hex", options.hex, "Show every frame: > sent, < received");
 
@@ -103,6 +135,7 @@ void DefineOptions(CLI::App& app, Options& options)
     send->add_option("DATA", options.data,
                      "Up to 26 bytes: numbers 0 to 255 (also 0x..), any other word and text:... as characters");
     CLI::App* run = app.add_subcommand("run", "Carry out every check");
+    DefineTargets(*run, options.targets);
     run->add_option("--json", options.json, "Write the record, with every frame, to this file");
     run->add_option("--junit", options.junit, "Write the results as JUnit XML to this file");
     run->add_option("--unit", options.unit, "Serial number of the unit, for the records")->check(CheckUtf8);
@@ -137,9 +170,9 @@ int ExitCode(Result result)
 
 int List()
 {
-    for (const Check& check : Checks()) {
-        std::cout << std::setw(3) << +check.code << "  " << std::left << std::setw(22) << CommandName(check.code)
-                  << std::right << "  " << check.description << '\n';
+    for (const Check& check : MakePlan({})) {
+        std::cout << std::setw(3) << +check.code << "  " << std::left << std::setw(27) << check.name << std::right
+                  << "  " << check.description << '\n';
     }
     return EXIT_SUCCESS;
 }
@@ -176,11 +209,8 @@ RunRecord Execute(const Options& options, Console& console, const std::function<
 
 int Send(const Options& options, Console& console)
 {
-    const Check check = CheckFor(ParseCommand(options.command));
-    const Bytes request = ParseData(options.data);
-    const RunRecord run = Execute(options, console, [&](Link& link) {
-        return std::vector<Step>{[&](CheckRecord& record) { RunCheck(link, options.policy, check, request, record); }};
-    });
+    const std::vector<Check> plan = {PlainCheck(ParseCommand(options.command), ParseData(options.data))};
+    const RunRecord run = Execute(options, console, [&](Link& link) { return PlanChecks(link, options.policy, plan); });
     const bool skipped = !run.checks.empty() && run.checks.front().result == Result::Skip;
     return ExitCode(skipped ? Result::Fail : Overall(run));
 }
@@ -200,7 +230,8 @@ int Run(const Options& options, Console& console)
 {
     const ReportFile json(options.json);
     const ReportFile junit(options.junit);
-    const RunRecord run = Execute(options, console, [&](Link& link) { return PlanChecks(link, options.policy); });
+    const std::vector<Check> plan = MakePlan(options.targets);
+    const RunRecord run = Execute(options, console, [&](Link& link) { return PlanChecks(link, options.policy, plan); });
     const bool jsonWritten = WriteReport(json, ToJson(run), console);
     const bool junitWritten = WriteReport(junit, ToJUnit(run), console);
     return ExitCode(jsonWritten && junitWritten ? Overall(run) : Result::Aborted);

@@ -2,24 +2,210 @@
 #include "apps/testapp/Checks.h"
 
 #include <algorithm>
+#include <climits>
+#include <ctime>
 #include <iterator>
+#include <optional>
+#include <string>
+
+#include <arpa/inet.h>
+
+#include "ioctl/CFileTest.h"
+#include "ioctl/CGPIOTest.h"
+#include "ioctl/CNetTest.h"
+#include "ioctl/CPWMOutTest.h"
+#include "ioctl/CSysTime.h"
+#include "ioctl/CUARTTest.h"
+#include "ioctl/CVersion.h"
 
 namespace TestApp {
 
 namespace {
 
-Reply ConfirmTestMode(const unsigned char* /*request*/)
+/// The 26 data bytes of a request.
+using Request = const unsigned char*;
+
+/// A buffer for the status driver, which defines how much of it is used.
+using DriverRecord = std::array<unsigned char, 32>;
+
+/// For an operation that gives 0 when it succeeds.
+Status StatusOf(int result)
+{
+    return result == 0 ? Status::PASS : Status::FAIL;
+}
+
+Reply ResultCodeReply(int code)
+{
+    Reply reply = StatusReply(StatusOf(code));
+    reply[1] = static_cast<unsigned char>(code);
+    return reply;
+}
+
+/// The text that follows byte 0. Nothing when it is empty, is not printable, or does not end with a zero byte, which
+/// means that it was cut off.
+std::optional<std::string> Text(Request request)
+{
+    const Request start = request + 1;
+    const Request bound = request + UART::UART_BODY_LEN;
+    const Request end = std::find(start, bound, 0);
+    const bool isPrintable =
+        std::all_of(start, end, [](unsigned char letter) { return letter >= ' ' && letter <= '~'; });
+    if (start == end || end == bound || !isPrintable) {
+        return std::nullopt;
+    }
+    return std::string(start, end);
+}
+
+Reply ReadVersion(Request /*request*/)
+{
+    Reply reply = StatusReply(Status::PASS);
+    if (IOCTL::CVersion().GetHWVersion(&reply[1]) != 0) {
+        return StatusReply(Status::FAIL);
+    }
+    reply[4] = TESTMODE_VERSION_MAJOR;
+    reply[5] = TESTMODE_VERSION_MINOR;
+    reply[6] = TESTMODE_VERSION_PATCH;
+    return reply;
+}
+
+Reply LoopTextBack(Request request)
+{
+    const std::string text(request, std::find(request, request + UART::UART_BODY_LEN, 0));
+    return ResultCodeReply(IOCTL::CUARTTest().TestUART("/dev/ttyS1", 115200, 8, 1, 0, false, text.c_str()));
+}
+
+Reply DriveOutputs(Request request)
+{
+    DriverRecord record = {};
+    std::copy_n(request, UART::UART_BODY_LEN, record.begin());
+    return StatusReply(StatusOf(IOCTL::CGPIOTest().CheckGPO(record.data())));
+}
+
+Reply ReadInputs(Request /*request*/)
+{
+    DriverRecord record = {};
+    if (IOCTL::CGPIOTest().CheckGPI(record.data()) != 0) {
+        return StatusReply(Status::FAIL);
+    }
+    return {static_cast<unsigned char>(Status::PASS), record[0], record[1]};
+}
+
+Reply DrivePwm(Request request)
+{
+    return StatusReply(StatusOf(IOCTL::CPWMOutTest().CheckPWM(request[0])));
+}
+
+Reply MountDisk(Request request)
+{
+    constexpr int DISKS = 3;
+    const int index = request[1];
+    return StatusReply(index < DISKS ? StatusOf(IOCTL::CFileTest().MountUSB(index)) : Status::BAD_REQUEST);
+}
+
+Reply VerifyFile(Request request)
+{
+    const auto path = Text(request);
+    return path ? ResultCodeReply(IOCTL::CFileTest().FileVerify(path->c_str())) : StatusReply(Status::BAD_REQUEST);
+}
+
+Reply Ping(Request request)
+{
+    const auto address = Text(request);
+    in_addr parsed = {};
+    if (!address || inet_pton(AF_INET, address->c_str(), &parsed) != 1) {
+        return StatusReply(Status::BAD_REQUEST);
+    }
+    return StatusReply(StatusOf(IOCTL::CNetTest().PingTest(address->c_str())));
+}
+
+Reply ReadAddress(Request request)
+{
+    const auto name = Text(request);
+    if (!name) {
+        return StatusReply(Status::BAD_REQUEST);
+    }
+    const char* const address = IOCTL::CNetTest().GetIP(name->c_str());
+    if (address == nullptr) {
+        return StatusReply(Status::FAIL);
+    }
+    Reply reply = StatusReply(Status::PASS);
+    const std::string text = address;
+    std::copy(text.begin(), text.end(), reply.begin() + 1);
+    return reply;
+}
+
+Reply CheckExternalDevice(Request request)
+{
+    constexpr Reply (*DEVICES[])(Request) = {MountDisk, VerifyFile, Ping, ReadAddress};
+    return request[0] < std::size(DEVICES) ? DEVICES[request[0]](request) : StatusReply(Status::BAD_REQUEST);
+}
+
+Reply ReadClock()
+{
+    tm time = {};
+    const bool isRead = IOCTL::CSysTime().GetSysTime(&time) == 0;
+    if (!isRead || time.tm_year < 0 || time.tm_year > UCHAR_MAX) {
+        return StatusReply(Status::FAIL);
+    }
+    Reply reply = StatusReply(Status::PASS);
+    const int values[] = {time.tm_year, time.tm_mon + 1, time.tm_mday, time.tm_hour,
+                          time.tm_min,  time.tm_sec,     time.tm_wday};
+    std::transform(std::begin(values), std::end(values), reply.begin() + 1,
+                   [](int value) { return static_cast<unsigned char>(value); });
+    return reply;
+}
+
+/// True when the six values, year since 2000 to second, are a time of the calendar.
+bool IsTime(const unsigned char* values)
+{
+    tm time = {};
+    time.tm_year = values[0] + 100;
+    time.tm_mon = values[1] - 1;
+    time.tm_mday = values[2];
+    time.tm_hour = values[3];
+    time.tm_min = values[4];
+    time.tm_sec = values[5];
+    const tm asked = time;
+    return timegm(&time) != -1 && time.tm_mon == asked.tm_mon && time.tm_mday == asked.tm_mday &&
+           time.tm_hour == asked.tm_hour && time.tm_min == asked.tm_min && time.tm_sec == asked.tm_sec;
+}
+
+Reply SetClock(const unsigned char* values)
+{
+    if (!IsTime(values)) {
+        return StatusReply(Status::BAD_REQUEST);
+    }
+    const int result = IOCTL::CSysTime().SetSysTime(values[0], values[1], values[2], values[3], values[4], values[5]);
+    return result == 0 ? ReadClock() : StatusReply(Status::FAIL);
+}
+
+Reply CheckClock(Request request)
+{
+    switch (request[0]) {
+    case 0:
+        return ReadClock();
+    case 1:
+        return SetClock(request + 1);
+    default:
+        return StatusReply(Status::BAD_REQUEST);
+    }
+}
+
+Reply ConfirmTestMode(Request /*request*/)
 {
     return StatusReply(Status::PASS);
 }
 
 struct Check {
     unsigned char code;
-    Reply (*carryOut)(const unsigned char* request);
+    Reply (*carryOut)(Request request);
 };
 
 constexpr Check CHECKS[] = {
-    {UART::CMD_CONFIRM_TEST_MODE, ConfirmTestMode},
+    {UART::CMD_READ_VERSION, ReadVersion}, {UART::CMD_COMM_TEST, LoopTextBack},
+    {UART::CMD_GPO_TEST, DriveOutputs},    {UART::CMD_GPI_TEST, ReadInputs},
+    {UART::CMD_PWM_OUT_TEST, DrivePwm},    {UART::CMD_EXT_DEVICE_TEST, CheckExternalDevice},
+    {UART::CMD_RTC_TEST, CheckClock},      {UART::CMD_CONFIRM_TEST_MODE, ConfirmTestMode},
 };
 
 }  // namespace

@@ -9,6 +9,9 @@
 #include <string>
 #include <thread>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "apps/testapp/CommandHost.h"
 #include "common/CEventRoute.h"
 #include "uart/CUARTMgr.h"
@@ -66,8 +69,25 @@ void EndSoon()
     }).detach();
 }
 
+/// Why the port cannot be used, or nothing. The library takes any file for a serial port, and would write frames into
+/// it.
+std::string Fault(const std::string& port)
+{
+    const int fd = open(port.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (fd < 0) {
+        return std::strerror(errno);
+    }
+    const bool isSerial = isatty(fd) != 0;
+    close(fd);
+    return isSerial ? "" : "it is not a serial port";
+}
+
 int Serve(const Options& options)
 {
+    if (const std::string fault = Fault(options.port); !fault.empty()) {
+        std::fprintf(stderr, "testapp: cannot use %s: %s\n", options.port.c_str(), fault.c_str());
+        return EXIT_FAILURE;
+    }
     const sigset_t endSignals = BlockEndSignals();
     CUARTMgr* const manager = CUARTMgr::GetInstance("testapp", static_cast<char>(options.boardType));
     TestApp::CommandHost host(*manager);
@@ -76,9 +96,9 @@ int Serve(const Options& options)
         CUARTMgr::DestroyInstance();
         return EXIT_FAILURE;
     }
-    if (manager->Open(options.port, options.baud, options.dataBits, options.stopBits, options.parity,
-                      options.flowControl) != 0) {
-        std::fprintf(stderr, "testapp: cannot open %s: %s\n", options.port.c_str(), std::strerror(errno));
+    manager->Open(options.port, options.baud, options.dataBits, options.stopBits, options.parity, options.flowControl);
+    if (manager->IsOpen() != 0) {
+        std::fprintf(stderr, "testapp: cannot open %s\n", options.port.c_str());
         CUARTMgr::DestroyInstance();
         return EXIT_FAILURE;
     }

@@ -11,7 +11,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "uart/UARTFrame.h"
+#include "apps/station/Commands.h"
 
 using Station::Bytes;
 using Station::MakeErrorFrame;
@@ -81,10 +81,16 @@ void FakeBoard::Healthy(FakeBoard& board, const Bytes& received)
     switch (received[2]) {
     case UART::CMD_READ_VERSION:
         return board.Send(Reply(received, {0, 1, 0, 1, 0, 1, 0}));
+    case UART::CMD_GPO_TEST:
+        board.m_outputs = {received[3], received[4]};
+        return board.Send(Reply(received, {0}));
     case UART::CMD_GPI_TEST:
-        return board.Send(Reply(received, {0, 0x3F, 0x00}));
+        return board.Send(Reply(received, {0, board.m_outputs[0], board.m_outputs[1]}));
     case UART::CMD_RTC_TEST:
-        return board.Send(Reply(received, {0, 26, 11, 16, 16, 21, 35, 1}));
+        return board.Send(Reply(received, board.Clock(received)));
+    case UART::CMD_EXT_DEVICE_TEST:
+        return board.Send(
+            Reply(received, received[3] == 3 ? Bytes{0, '1', '0', '.', '0', '.', '0', '.', '1'} : Bytes{0}));
     case UART::CMD_ADC_IN_TEST:
     case UART::CMD_SPEAKER_OUT_TEST:
     case UART::CMD_RAM_TEST:
@@ -93,6 +99,20 @@ void FakeBoard::Healthy(FakeBoard& board, const Bytes& received)
     default:
         return board.Send(Reply(received, {0}));
     }
+}
+
+/// Sets or reads the clock: the status, and what it reads.
+Bytes FakeBoard::Clock(const Bytes& received)
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (received[3] == 1) {
+        m_clock = Station::CalendarTime(&received[4]);
+        m_clockSet = now;
+    }
+    Bytes data =
+        Station::ClockBytes(m_clock + std::chrono::duration_cast<std::chrono::seconds>(now - m_clockSet).count());
+    data.insert(data.begin(), 0);
+    return data;
 }
 
 Bytes FakeBoard::Reply(const Bytes& request, const Bytes& data)

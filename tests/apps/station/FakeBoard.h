@@ -2,6 +2,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <thread>
@@ -30,7 +32,8 @@ public:
     /// Lets the line vanish; to be called by the answer.
     void HangUp();
 
-    /// Answers like a healthy board of type 1: passes everything, has no check for ADC, speaker, RAM and flash.
+    /// Answers like a healthy board of type 1: inputs are wired to outputs (at first 3F 00), its clock runs on from
+    /// what it was set to (at first 2026-11-16 16:21:35), and it has no check for ADC, speaker, RAM and flash.
     static void Healthy(FakeBoard& board, const Station::Bytes& received);
     /// A reply with the command's own code.
     static Station::Bytes Reply(const Station::Bytes& request, const Station::Bytes& data);
@@ -38,11 +41,15 @@ public:
 private:
     void Serve();
     Station::Bytes Receive() const;
+    Station::Bytes Clock(const Station::Bytes& received);
 
     Answer m_answer;
     int m_board;         ///< the board's end
     int m_station = -1;  ///< keeps the station's end in being, whoever opens and closes it
     std::string m_port;
+    Station::Bytes m_outputs = {0x3F, 0x00};
+    std::time_t m_clock = 1794846095;  ///< at m_clockSet
+    std::chrono::steady_clock::time_point m_clockSet = std::chrono::steady_clock::now();
     std::atomic<int> m_received{0};
     std::atomic<bool> m_stop{false};
     std::thread m_thread;

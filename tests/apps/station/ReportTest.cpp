@@ -37,6 +37,7 @@ RunRecord MakeRun()
                   MakeCheck(4, "CMD_GPI_TEST", Result::Fail, "a < b\x01"),
                   MakeCheck(6, "CMD_ADC_IN_TEST", Result::Skip, "not supported")};
     run.checks[0].status = 0;
+    run.checks[0].values = {{"bits", Numbers{1, 0, 1}}, {"library", "0.1.0"}, {"code", 3}, {"answered", false}};
     run.checks[1].attempts = 2;
     run.checks[1].traffic = {{Traffic::Kind::Sent, Seconds{0.5}, {0x5A, 0x01}},
                              {Traffic::Kind::Noise, Seconds{0.625}, {0x77}},
@@ -49,7 +50,7 @@ RunRecord MakeRun()
 TEST(ReportTest, LinesForAPerson)
 {
     const RunRecord run = MakeRun();
-    EXPECT_EQ(ResultLine(run.checks[0]), "  1  CMD_READ_VERSION        PASS      0.25 s  hardware 1 0 1");
+    EXPECT_EQ(ResultLine(run.checks[0]), "  1  CMD_READ_VERSION             PASS      0.25 s  hardware 1 0 1");
     EXPECT_EQ(SummaryLine(run), "FAIL: 1 passed, 1 failed, 1 skipped, 3 of 4 checks in 1.5 s");
     EXPECT_EQ(TrafficLine(run.checks[1].traffic[0]), "> 5A 01");
     EXPECT_EQ(TrafficLine(run.checks[1].traffic[1]), "< 77 (noise)");
@@ -69,9 +70,11 @@ TEST(ReportTest, JsonHoldsTheWholeRecord)
     EXPECT_EQ(json["aborted"], false);
     ASSERT_EQ(json["checks"].size(), 3U);
     EXPECT_EQ(json["checks"][0]["status"], 0);
+    EXPECT_EQ(json["checks"][0]["values"],
+              nlohmann::json::parse(R"({"bits": [1, 0, 1], "library": "0.1.0", "code": 3, "answered": false})"));
     EXPECT_EQ(json["checks"][1], nlohmann::json::parse(R"({
         "code": 4, "name": "CMD_GPI_TEST", "result": "FAIL", "message": "a < b\u0001", "status": null,
-        "duration_s": 0.25, "attempts": 2, "repetitions": 1, "frames": [
+        "values": {}, "duration_s": 0.25, "attempts": 2, "repetitions": 1, "frames": [
             {"time_s": 0.5, "direction": "sent", "kind": "frame", "hex": "5A 01"},
             {"time_s": 0.625, "direction": "received", "kind": "noise", "hex": "77"},
             {"time_s": 0.75, "direction": "received", "kind": "frame", "hex": "5A FF"}]})"));

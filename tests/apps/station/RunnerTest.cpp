@@ -27,7 +27,7 @@ public:
     {
         const Policy policy{1, timeout};
         CheckRecord record;
-        RunCheck(m_link, policy, CheckFor(code), {}, record);
+        RunCheck(m_link, policy, PlainCheck(code, {}), record);
         return record;
     }
 
@@ -80,6 +80,22 @@ using ManyKinds = std::vector<Traffic::Kind>;
 
 }  // namespace
 
+TEST(RunnerTest, LeavesTheLineQuietBeforeItRepeats)
+{
+    // As the real board does after a stray byte: what follows at once is shifted as well.
+    std::chrono::steady_clock::time_point refused;
+    Bench bench([&refused](FakeBoard& board, const Bytes& received) {
+        const auto now = std::chrono::steady_clock::now();
+        if (board.Received() == 1 || now - refused < std::chrono::milliseconds(50)) {
+            refused = now;
+            board.Send(MakeErrorFrame(1));
+            return;
+        }
+        FakeBoard::Healthy(board, received);
+    });
+    ExpectPass(bench.Check(), 2);
+}
+
 TEST(RunnerTest, ReplyInPieces)
 {
     Bench bench([](FakeBoard& board, const Bytes& received) {
@@ -113,7 +129,8 @@ TEST(RunnerTest, SilenceIsRepeatedOnce)
     Bench always([](FakeBoard&, const Bytes&) {});
     const CheckRecord record = always.Check(INPUTS, Seconds{0.2});
     EXPECT_EQ(record.result, Result::Fail);
-    EXPECT_EQ(record.message, "no answer within 0.2 s (2 attempts)");
+    EXPECT_EQ(record.message,
+              "no answer within 0.2 s: check the serial cable and the board's test application (2 attempts)");
     EXPECT_EQ(Kinds(record), (ManyKinds{SENT, SENT}));
     EXPECT_EQ(record.status, std::nullopt);
 }
@@ -148,7 +165,8 @@ TEST(RunnerTest, ErrorFrameIsRepeatedAndToldFromConfirmation)
     Bench refusing([](FakeBoard& board, const Bytes&) { board.Send(MakeErrorFrame(1)); });
     const CheckRecord refused = refusing.Check(UART::CMD_CONFIRM_TEST_MODE);
     EXPECT_EQ(refused.result, Result::Fail);
-    EXPECT_EQ(refused.message, "the board answered with the error frame (2 attempts)");
+    EXPECT_EQ(refused.message,
+              "the board answered with the error frame: check the serial cable and --board-type (2 attempts)");
 }
 
 TEST(RunnerTest, LateReplyToEarlierCommandIsPassedOver)
@@ -184,13 +202,14 @@ TEST(RunnerTest, LostPortEndsRunAndKeepsWhatWasDone)
         }
     });
     const Policy policy;
-    const RunRecord run = bench.Steps(PlanChecks(bench.TheLink(), policy));
+    const std::vector<Check> plan = MakePlan({});
+    const RunRecord run = bench.Steps(PlanChecks(bench.TheLink(), policy, plan));
     ASSERT_EQ(run.checks.size(), 4U);
     EXPECT_EQ(run.checks[2].result, Result::Pass);
     EXPECT_EQ(run.checks[3].result, Result::Aborted);
     EXPECT_EQ(Kinds(run.checks[3]), ManyKinds{SENT});
     EXPECT_NE(run.abortReason.find("is gone"), std::string::npos) << run.abortReason;
-    EXPECT_EQ(run.planned, Checks().size());
+    EXPECT_EQ(run.planned, plan.size());
     EXPECT_EQ(Overall(run), Result::Aborted);
 }
 
@@ -199,7 +218,8 @@ TEST(RunnerTest, StopFlagEndsRunWhileItWaits)
     Bench bench([](FakeBoard&, const Bytes&) {});
     bench.TheLink().OnWait([&bench](Seconds, Seconds) { bench.Stop() = true; });
     const Policy policy{1, Seconds{60}};
-    const RunRecord run = bench.Steps(PlanChecks(bench.TheLink(), policy));
+    const std::vector<Check> plan = MakePlan({});
+    const RunRecord run = bench.Steps(PlanChecks(bench.TheLink(), policy, plan));
     ASSERT_EQ(run.checks.size(), 1U);
     EXPECT_EQ(run.checks[0].result, Result::Aborted);
     EXPECT_EQ(run.checks[0].attempts, 1);

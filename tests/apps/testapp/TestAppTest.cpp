@@ -17,42 +17,150 @@ using Support::Program;
 using Support::WaitFor;
 using testing::HasSubstr;
 
+/// A command with its data bytes, and the data bytes of its reply.
+struct Exchange {
+    const char* what;
+    unsigned char command;
+    Bytes request;
+    Bytes reply;
+};
+
+/// A text behind other bytes.
+Bytes Text(const std::string& text, Bytes before = {})
+{
+    return before.append(text.begin(), text.end());
+}
+
 class TestApp : public testing::Test {
 protected:
     void TearDown() override
     {
+        close(m_line);
         m_program.reset();
         std::filesystem::remove_all(m_board);
     }
 
-    void Start(const std::string& port)
+    void Start(const std::string& port, const std::vector<std::string>& faults = {})
     {
-        m_program = std::make_unique<Program>(std::vector<std::string>{
-            SIMBOARD_PROGRAM, "--dir", m_board, "--", TESTAPP_PROGRAM, "--port", port, "--board-type", "5"});
+        std::vector<std::string> command = {SIMBOARD_PROGRAM, "--dir", m_board};
+        for (const std::string& fault : faults) {
+            command.insert(command.end(), {"--fault", fault});
+        }
+        command.insert(command.end(), {"--", TESTAPP_PROGRAM, "--port", port, "--board-type", "5"});
+        m_program = std::make_unique<Program>(command);
         ASSERT_TRUE(WaitFor([this] { return m_program->Output().find("waiting for commands") != std::string::npos; }))
             << m_program->Output();
     }
 
+    /// Starts it on the board's serial line.
+    void StartOnLine(const std::vector<std::string>& faults = {})
+    {
+        ASSERT_NO_FATAL_FAILURE(Start("/dev/ttyS0", faults));
+        m_line = open((m_board + "/ttyS0").c_str(), O_RDWR | O_NOCTTY);
+        ASSERT_GT(m_line, 0);
+    }
+
+    Bytes Answer(const Bytes& frame) const
+    {
+        Support::WriteBytes(m_line, frame);
+        return Support::ReadBytes(m_line, UART::UART_FRAME_LEN);
+    }
+
+    /// The exchanges, one after the other.
+    void Expect(const std::vector<Exchange>& exchanges) const
+    {
+        for (const Exchange& exchange : exchanges) {
+            EXPECT_EQ(Answer(Frame(1, exchange.command, exchange.request)), Frame(5, exchange.command, exchange.reply))
+                << exchange.what;
+        }
+    }
+
     std::string m_board = Support::TemporaryPath("board");
     std::unique_ptr<Program> m_program;
+    int m_line = -1;
 };
 
-TEST_F(TestApp, AnswersEveryCommandOnTheSimulatedBoardsPort)
+TEST_F(TestApp, CarriesOutEveryCommandOnAHealthyBoard)
 {
-    Start("/dev/ttyS0");
-    const int line = open((m_board + "/ttyS0").c_str(), O_RDWR | O_NOCTTY);
-    ASSERT_GT(line, 0);
-    const auto answer = [line](const Bytes& request) {
-        Support::WriteBytes(line, request);
-        return Support::ReadBytes(line, UART::UART_FRAME_LEN);
-    };
-    for (const UART::UART_COMMAND_T& command : UART::UART_COMMANDS) {
-        const unsigned char status = command.code == UART::CMD_CONFIRM_TEST_MODE ? 0 : 2;
-        EXPECT_EQ(answer(Frame(1, command.code)), Frame(5, command.code, {status})) << command.name;
-    }
-    EXPECT_EQ(answer(Frame(2, 1)), Support::ErrorFrame(5));
-    close(line);
+    using namespace UART;
+    ASSERT_NO_FATAL_FAILURE(StartOnLine());
+    Expect({
+        {"version", CMD_READ_VERSION, {}, {0, 1, 0, 1, VERSION_MAJOR, VERSION_MINOR, VERSION_PATCH}},
+        {"loopback", CMD_COMM_TEST, Text("run"), {0, 0}},
+        {"loopback of a text without an end", CMD_COMM_TEST, Bytes(26, 'a'), {0, 0}},
+        {"outputs", CMD_GPO_TEST, {0xA5, 0x3C}, {0}},
+        {"inputs", CMD_GPI_TEST, {}, {0, 0xA5, 0x3C}},
+        {"PWM", CMD_PWM_OUT_TEST, {3}, {0}},
+        {"ADC", CMD_ADC_IN_TEST, {}, {2}},
+        {"speaker", CMD_SPEAKER_OUT_TEST, {}, {2}},
+        {"disk", CMD_EXT_DEVICE_TEST, {0, 0}, {0}},
+        {"file", CMD_EXT_DEVICE_TEST, Text("/mnt/usb/123456789012345", {1}), {0, 0}},
+        {"file that cannot be written", CMD_EXT_DEVICE_TEST, Text("/nonexistent/a", {1}), {1, 1}},
+        {"ping", CMD_EXT_DEVICE_TEST, Text("127.0.0.1", {2}), {0}},
+        {"address", CMD_EXT_DEVICE_TEST, Text("lo", {3}), Text("127.0.0.1", {0})},
+        {"display", CMD_LCD_BLU_TEST, {2}, {2}},
+        {"touch", CMD_TOUCH_TEST, {30}, {2}},
+        {"clock set", CMD_RTC_TEST, {1, 26, 11, 16, 16, 21, 35}, {0, 26, 11, 16, 16, 21, 35, 1}},
+        {"clock set to a leap day", CMD_RTC_TEST, {1, 0, 2, 29, 23, 58, 0}, {0, 0, 2, 29, 23, 58, 0, 2}},
+        {"RAM", CMD_RAM_TEST, {}, {2}},
+        {"flash", CMD_FLASH_TEST, {}, {2}},
+        {"confirmation", CMD_CONFIRM_TEST_MODE, {}, {0}},
+    });
+    const Bytes clock = Answer(Frame(1, CMD_RTC_TEST, {0}));
+    EXPECT_EQ(clock.substr(2, 6), (Bytes{CMD_RTC_TEST, 0, 0, 2, 29, 23})) << "it runs on from what it was set to";
+    EXPECT_EQ(std::filesystem::file_size(m_board + "/usb/123456789012345"), 1024U);
+}
 
+TEST_F(TestApp, CallsBadRequestsBad)
+{
+    using namespace UART;
+    ASSERT_NO_FATAL_FAILURE(StartOnLine());
+    Expect({
+        {"disk 3", CMD_EXT_DEVICE_TEST, {0, 3}, {3}},
+        {"unknown device", CMD_EXT_DEVICE_TEST, Text("lo", {4}), {3}},
+        {"empty path", CMD_EXT_DEVICE_TEST, {1}, {3}},
+        {"path that is no text", CMD_EXT_DEVICE_TEST, Text("/tmp/\n", {1}), {3}},
+        {"path without an end", CMD_EXT_DEVICE_TEST, Text("/mnt/usb/1234567890123456", {1}), {3}},
+        {"empty address", CMD_EXT_DEVICE_TEST, {2}, {3}},
+        {"host name", CMD_EXT_DEVICE_TEST, Text("localhost", {2}), {3}},
+        {"empty interface name", CMD_EXT_DEVICE_TEST, {3}, {3}},
+        {"interface name that is no text", CMD_EXT_DEVICE_TEST, Text("l\xFF", {3}), {3}},
+        {"neither read nor set", CMD_RTC_TEST, {2, 26, 11, 16, 16, 21, 35}, {3}},
+        {"month 0", CMD_RTC_TEST, {1, 26, 0, 16, 16, 21, 35}, {3}},
+        {"month 13", CMD_RTC_TEST, {1, 26, 13, 16, 16, 21, 35}, {3}},
+        {"day 0", CMD_RTC_TEST, {1, 26, 11, 0, 16, 21, 35}, {3}},
+        {"30 February", CMD_RTC_TEST, {1, 26, 2, 30, 16, 21, 35}, {3}},
+        {"hour 24", CMD_RTC_TEST, {1, 26, 11, 16, 24, 21, 35}, {3}},
+        {"minute 60", CMD_RTC_TEST, {1, 26, 11, 16, 16, 60, 35}, {3}},
+        {"second 60", CMD_RTC_TEST, {1, 26, 11, 16, 16, 21, 60}, {3}},
+    });
+}
+
+TEST_F(TestApp, TellsWhatFails)
+{
+    using namespace UART;
+    ASSERT_NO_FATAL_FAILURE(StartOnLine({"status-missing", "loopback-unplugged", "disk-missing", "disk-corrupt",
+                                         "ping-silent", "interface-missing", "rtc-missing"}));
+    Expect({
+        {"version", CMD_READ_VERSION, {}, {1}},
+        {"loopback", CMD_COMM_TEST, Text("run"), {1, 3}},
+        {"outputs", CMD_GPO_TEST, {0xA5, 0x3C}, {1}},
+        {"inputs", CMD_GPI_TEST, {}, {1}},
+        {"PWM", CMD_PWM_OUT_TEST, {3}, {1}},
+        {"disk", CMD_EXT_DEVICE_TEST, {0, 0}, {1}},
+        {"file", CMD_EXT_DEVICE_TEST, Text("/mnt/usb/a", {1}), {1, 3}},
+        {"ping", CMD_EXT_DEVICE_TEST, Text("127.0.0.1", {2}), {1}},
+        {"address", CMD_EXT_DEVICE_TEST, Text("lo", {3}), {1}},
+        {"clock set", CMD_RTC_TEST, {1, 26, 11, 16, 16, 21, 35}, {1}},
+        {"clock read", CMD_RTC_TEST, {0}, {1}},
+    });
+}
+
+TEST_F(TestApp, AnswersBadFramesLogsAndEndsOnASignal)
+{
+    ASSERT_NO_FATAL_FAILURE(StartOnLine());
+    EXPECT_EQ(Answer(Frame(2, 1)), Support::ErrorFrame(5));
+    Expect({{"flash", UART::CMD_FLASH_TEST, {}, {2}}});
     m_program->Signal(SIGTERM);
     EXPECT_EQ(m_program->Finish(), 0);
     EXPECT_THAT(m_program->Output(), HasSubstr("testapp: ended by Terminated\n"));
@@ -64,7 +172,7 @@ TEST_F(TestApp, AnswersEveryCommandOnTheSimulatedBoardsPort)
 TEST_F(TestApp, EndsSoonAlsoWhileAReplyIsStuck)
 {
     const Support::Pty pty;
-    Start(pty.Path());
+    ASSERT_NO_FATAL_FAILURE(Start(pty.Path()));
     const int held = open(pty.Path().c_str(), O_RDWR | O_NOCTTY);
     ASSERT_EQ(tcflow(held, TCOOFF), 0);  // the sender now waits for the line, for up to five seconds
     pty.Write(Frame(1, UART::CMD_CONFIRM_TEST_MODE));
@@ -103,7 +211,7 @@ INSTANTIATE_TEST_SUITE_P(
                     WrongOptions{{"--port", "x", "--board-type", "2"}, 2, "2 not in"},
                     WrongOptions{{"--port", "x", "--data-bits", "9"}, 2, "9 not in range"},
                     WrongOptions{{"--port", "x", "extra"}, 2, "extra"},
-                    WrongOptions{{"--port", "/nonexistent/port"}, 1, "cannot open /nonexistent/port: No such file"},
+                    WrongOptions{{"--port", "/nonexistent/port"}, 1, "cannot use /nonexistent/port: No such file"},
                     WrongOptions{{"--help"}, 0, "--flow-control"}));
 
 }  // namespace
