@@ -158,7 +158,12 @@ std::string Redirected(const std::string& path)
     return path;
 }
 
-std::optional<int> OpenDevice(const char* path)
+bool IsNode(const std::string& path)
+{
+    return Node(path) != nullptr;
+}
+
+std::optional<int> OpenDevice(const char* path, int flags)
 {
     Device* const device = Node(path);
     if (device == nullptr) {
@@ -169,9 +174,11 @@ std::optional<int> OpenDevice(const char* path)
         return Fail(error);
     }
     static auto* const next = Next<int(const char*, int, ...)>("open");
-    const int fd = next("/dev/null", O_RDWR);
-    const std::lock_guard lock(TheState().mutex);
-    TheState().open[fd] = device;
+    const int fd = next("/dev/null", O_RDWR | (flags & O_CLOEXEC));
+    if (fd >= 0) {
+        const std::lock_guard lock(TheState().mutex);
+        TheState().open[fd] = device;
+    }
     return fd;
 }
 

@@ -41,7 +41,8 @@ void PowerOff();
 std::string Redirected(const std::string& path);
 
 // Device nodes of the board: they exist only while it is on, and never reach the PC's own.
-std::optional<int> OpenDevice(const char* path);
+bool IsNode(const std::string& path);
+std::optional<int> OpenDevice(const char* path, int flags);
 std::optional<int> RequestDevice(int fd, unsigned long request, void* argument);
 void ForgetDevice(int fd);
 
@@ -68,7 +69,7 @@ int OpenRawSocket();
 std::optional<int> SetReceiveTimeout(int fd, const timeval& timeout);
 std::optional<long> SendDatagram(int fd, const void* message, std::size_t size, const sockaddr_in& destination);
 std::optional<long> ReceiveDatagram(int fd, void* buffer, std::size_t size, sockaddr_in& source);
-bool IsInterfaceRequestRefused(unsigned long request);
+int RequestAddress(unsigned long request, void* argument, int realResult);
 void ForgetSocket(int fd);
 
 }  // namespace Sim

@@ -27,7 +27,7 @@ int Open(OpenFunction* next, const char* path, int flags, mode_t mode)
         if (const auto port = Sim::OpenPort(target, flags)) {
             return *port;
         }
-        if (const auto device = Sim::OpenDevice(target.c_str())) {
+        if (const auto device = Sim::OpenDevice(target.c_str(), flags)) {
             return *device;
         }
         return next(target.c_str(), flags, mode);
@@ -54,7 +54,7 @@ long Request(int fd, unsigned long request, void* argument)
     if (const auto result = Sim::RequestDevice(fd, request, argument)) {
         return *result;
     }
-    return Sim::IsInterfaceRequestRefused(request) ? Sim::Fail(ENODEV) : next(fd, request, argument);
+    return Sim::RequestAddress(request, argument, next(fd, request, argument));
 }
 
 }  // namespace
@@ -79,6 +79,35 @@ int open64(const char* path, int flags, ...)
     const mode_t mode = Mode(flags, arguments);
     va_end(arguments);
     return Open(next, path, flags, mode);
+}
+
+int openat(int folder, const char* path, int flags, ...)
+{
+    static auto* const next = Sim::Next<int(int, const char*, int, ...)>("openat");
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = Mode(flags, arguments);
+    va_end(arguments);
+    return path[0] == '/' ? open(path, flags, mode) : next(folder, path, flags, mode);
+}
+
+int openat64(int folder, const char* path, int flags, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = Mode(flags, arguments);
+    va_end(arguments);
+    return openat(folder, path, flags, mode);
+}
+
+int creat(const char* path, mode_t mode)
+{
+    return open(path, O_WRONLY | O_CREAT | O_TRUNC, mode);
+}
+
+int creat64(const char* path, mode_t mode)
+{
+    return creat(path, mode);
 }
 
 int __open_2(const char* path, int flags)

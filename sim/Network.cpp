@@ -9,6 +9,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <net/if.h>
 #include <sys/ioctl.h>
 
 #include "sim/Devices.h"
@@ -60,6 +61,20 @@ void Answer(RawSocket& socket, const std::vector<unsigned char>& request, in_add
     }
 }
 
+/// False on a machine that has not even its own loopback interface up.
+bool HasNetwork()
+{
+    static auto* const ioctl = Next<int(int, unsigned long, ...)>("ioctl");
+    static auto* const socket = Next<int(int, int, int)>("socket");
+    static auto* const close = Next<int(int)>("close");
+    ifreq request = {};
+    std::strcpy(request.ifr_name, "lo");
+    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    const bool isUp = ioctl(fd, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_UP) != 0;
+    close(fd);
+    return isUp;
+}
+
 RawSocket* Find(int fd)
 {
     const auto found = TheState().sockets.find(fd);
@@ -74,7 +89,7 @@ int OpenRawSocket()
     if (HasFault("ping-refused")) {
         return Fail(EPERM);
     }
-    if (TheState().isReal && !IsNetworkBroken()) {
+    if (TheState().isReal && !IsNetworkBroken() && HasNetwork()) {
         static auto* const next = Next<int(int, int, int)>("socket");
         const int fd = next(AF_INET, SOCK_RAW, IPPROTO_ICMP);
         if (fd >= 0 || (errno != EPERM && errno != EACCES)) {
@@ -145,9 +160,23 @@ std::optional<long> ReceiveDatagram(int fd, void* buffer, std::size_t size, sock
     return static_cast<long>(count);
 }
 
-bool IsInterfaceRequestRefused(unsigned long request)
+int RequestAddress(unsigned long request, void* argument, int realResult)
 {
-    return request == SIOCGIFADDR && HasFault("interface-missing");
+    if (request != SIOCGIFADDR) {
+        return realResult;
+    }
+    if (HasFault("interface-missing")) {
+        return Fail(ENODEV);
+    }
+    auto* const interface = static_cast<ifreq*>(argument);
+    if (realResult == 0 || std::strcmp(interface->ifr_name, "lo") != 0 || !IsOn()) {
+        return realResult;
+    }
+    sockaddr_in address = {};  // a machine without any network
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::memcpy(&interface->ifr_addr, &address, sizeof address);
+    return 0;
 }
 
 void ForgetSocket(int fd)

@@ -65,9 +65,9 @@ std::optional<int> OpenPort(const std::string& path, int flags)
     if (port == ThePorts().boardEnds.end()) {
         return std::nullopt;
     }
-    const int fd = fcntl(port->second, F_DUPFD, 0);
-    if (fd >= 0) {
-        fcntl(fd, F_SETFL, flags & O_NONBLOCK);
+    const int fd = fcntl(port->second, (flags & O_CLOEXEC) != 0 ? F_DUPFD_CLOEXEC : F_DUPFD, 0);
+    if (fd >= 0 && (flags & O_NONBLOCK) != 0) {
+        fcntl(fd, F_SETFL, O_NONBLOCK);  // of everybody who has the port open: never taken back
     }
     return fd;
 }

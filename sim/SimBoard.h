@@ -76,7 +76,9 @@ void Inject(const Fault& fault);
 struct Call {
     std::string name;
     int fd;  ///< the descriptor it was given; -1 when it takes none, for select the number of descriptors looked at
-    long argument;  ///< open: flags; read, write: size; ioctl: request; tcsetattr: action; tcflush: queue; else 0
+    /// open, mount, umount2: flags; read, write, sendto, recvfrom: size; ioctl: request; tcsetattr: action; tcflush:
+    /// queue; socket: type; setsockopt: option; else 0
+    long argument;
     long result;
     std::string path;  ///< open, fopen: the path; mount: source, target, type; umount2: target; else empty
 };

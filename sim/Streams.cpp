@@ -50,34 +50,48 @@ int CloseFile(void* cookie)
     return result;
 }
 
-std::FILE* OpenFile(const char* path, const char* mode)
+bool IsOnDisk(const char* path)
 {
-    const bool isOnDisk = std::strncmp(path, DISK_FOLDER, std::strlen(DISK_FOLDER)) == 0;
-    const bool isWritten = mode[0] == 'w';
-    if (isOnDisk && isWritten && Sim::HasFault("disk-read-only")) {
-        errno = EROFS;
-        return nullptr;
-    }
+    return std::strncmp(path, DISK_FOLDER, std::strlen(DISK_FOLDER)) == 0;
+}
+
+/// A stream whose reads and writes can be made to fail; for plain reading and writing only.
+std::FILE* OpenCookie(const char* path, const char* mode)
+{
     static auto* const next = Sim::Next<int(const char*, int, ...)>("open");
-    const int flags = isWritten ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
+    const int flags = mode[0] == 'w' ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
     const int fd = next(Sim::Redirected(path).c_str(), flags, 0666);
     if (fd < 0) {
         return nullptr;
     }
-    return fopencookie(new Cookie{fd, isOnDisk}, mode, {ReadFile, WriteFile, nullptr, CloseFile});
+    return fopencookie(new Cookie{fd, IsOnDisk(path)}, mode, {ReadFile, WriteFile, nullptr, CloseFile});
+}
+
+std::FILE* OpenFile(OpenStream* next, const char* path, const char* mode)
+{
+    const bool isPlain = (mode[0] == 'r' || mode[0] == 'w') && std::strpbrk(mode, "+x") == nullptr;
+    if (IsOnDisk(path) && (mode[0] != 'r' || !isPlain) && Sim::HasFault("disk-read-only")) {
+        errno = EROFS;
+        return nullptr;
+    }
+    const bool isBroken = IsOnDisk(path) && (Sim::HasFault("disk-full") || Sim::HasFault("disk-corrupt"));
+    if (isPlain && (isBroken || Sim::IsWatching())) {
+        return OpenCookie(path, mode);
+    }
+    if (Sim::IsNode(path)) {
+        const int fd = open(path, isPlain ? (mode[0] == 'r' ? O_RDONLY : O_WRONLY) : O_RDWR);
+        return fd < 0 ? nullptr : fdopen(fd, mode);
+    }
+    return next(Sim::Redirected(path).c_str(), mode);
 }
 
 std::FILE* Open(OpenStream* next, const char* path, const char* mode)
 {
-    const bool isPlain = (mode[0] == 'r' || mode[0] == 'w') && std::strchr(mode, '+') == nullptr;
-    if (!isPlain || (!Sim::IsWatching() && Sim::Redirected(path) == path)) {
-        return next(path, mode);
-    }
     std::FILE* file = nullptr;
     const long result = Sim::Intercept(
         "fopen", -1, 0,
         [&](Sim::Limit /*limit*/) {
-            file = OpenFile(path, mode);
+            file = OpenFile(next, path, mode);
             return file == nullptr ? -1 : 0;
         },
         path);

@@ -30,12 +30,21 @@ struct Options {
     std::vector<std::string> command;
 };
 
-/// Keeps a second simulated board out of the folder until the last program on this one has ended.
-void Lock(const fs::path& folder)
+/// Takes a folder that is new, empty or a simulated board's already, and keeps a second board out of it until the last
+/// program on this one has ended.
+void Take(const fs::path& folder)
 {
-    const int lock = open((folder / "lock").c_str(), O_RDWR | O_CREAT, 0644);
-    if (lock < 0 || flock(lock, LOCK_EX | LOCK_NB) != 0) {
-        throw std::system_error(errno, std::generic_category(), "another simulated board uses " + folder.string());
+    fs::create_directories(folder);
+    const fs::path path = folder / "lock";
+    if (!fs::exists(path) && !fs::is_empty(folder)) {
+        throw std::runtime_error(folder.string() + " holds other files: name a folder for the board alone");
+    }
+    const int lock = open(path.c_str(), O_RDWR | O_CREAT, 0644);
+    if (lock < 0) {
+        throw std::system_error(errno, std::generic_category(), path.string());
+    }
+    if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
+        throw std::runtime_error("another simulated board uses " + folder.string());
     }
 }
 
@@ -54,8 +63,7 @@ std::string Library()
 void Prepare(const Options& options)
 {
     const fs::path folder = fs::absolute(options.folder);
-    fs::create_directories(folder);
-    Lock(folder);
+    Take(folder);
     for (const char* const name : {"syslog", "ttyS0", "usb"}) {
         fs::remove_all(folder / name);
     }

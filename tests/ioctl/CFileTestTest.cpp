@@ -90,6 +90,7 @@ TEST_F(Verifying, TellsWhatFailed)
     EXPECT_EQ(m_check.FileVerify("/dev/null"), 3) << "takes everything, gives nothing";
     EXPECT_EQ(TakeTexts("CFileTest"), (Texts{"[D] fwrite = 1\n", "[D] fread = 0\n"}));
     EXPECT_EQ(m_check.FileVerify("/dev/full"), 3) << "takes nothing, gives zeros";
+    EXPECT_EQ(TakeTexts("CFileTest"), (Texts{"[D] fwrite = 0\n", "[D] fread = 1\n"}));
 }
 
 }  // namespace
