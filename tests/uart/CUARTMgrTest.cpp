@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <stdexcept>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -32,6 +33,7 @@ class Manager : public testing::Test {
 protected:
     void SetUp() override
     {
+        std::thread([] {}).join();  // with the first thread of a process ThreadSanitizer starts one of its own
         Sim::Reset();
         m_manager = CUARTMgr::GetInstance("mgr", 3);
         ASSERT_EQ(CEventRoute::Register(&m_application, "0x1"), 0);
