@@ -166,6 +166,7 @@ TEST(TestAppOptions, AreRefusedWithAMessage)
         {{"--port", "x", "--data-bits", "9"}, 2, "9 not in range"},
         {{"--port", "x", "extra"}, 2, "extra"},
         {{"--port", "/nonexistent/port"}, 1, "cannot use /nonexistent/port: No such file"},
+        {{"--port", "/dev/null"}, 1, "cannot use /dev/null: it is not a serial port"},
     };
     for (const auto& [options, exitCode, message] : wrong) {
         std::vector<std::string> command = options;
