@@ -22,6 +22,21 @@ constexpr int YEARS_TO_2000 = 100;  // tm_year counts from 1900
 
 rtc_time s_stRtcTime = {};
 
+/// The record as local time; whether daylight saving is in force is for mktime to find out.
+tm ToLocalTime(const rtc_time& record)
+{
+    tm local = {};
+    local.tm_sec = record.tm_sec;
+    local.tm_min = record.tm_min;
+    local.tm_hour = record.tm_hour;
+    local.tm_mday = record.tm_mday;
+    local.tm_mon = record.tm_mon;
+    local.tm_year = record.tm_year;
+    local.tm_wday = record.tm_wday;
+    local.tm_isdst = -1;
+    return local;
+}
+
 }  // namespace
 
 CSysTime::CSysTime() : m_logger("")
@@ -45,15 +60,7 @@ int CSysTime::GetSysTime(tm* time)
     }
     device.Close();
 
-    tm local = {};
-    local.tm_sec = s_stRtcTime.tm_sec;
-    local.tm_min = s_stRtcTime.tm_min;
-    local.tm_hour = s_stRtcTime.tm_hour;
-    local.tm_mday = s_stRtcTime.tm_mday;
-    local.tm_mon = s_stRtcTime.tm_mon;
-    local.tm_year = s_stRtcTime.tm_year;
-    local.tm_wday = s_stRtcTime.tm_wday;
-    local.tm_isdst = -1;
+    tm local = ToLocalTime(s_stRtcTime);
     const time_t calendar = mktime(&local);
     if (calendar == -1 || localtime_r(&calendar, &local) == nullptr || local.tm_year < INT_MIN + YEARS_TO_2000) {
         m_logger.WriteError("[RTC] Date Convert Error!\n");
@@ -76,24 +83,16 @@ int CSysTime::SetSysTime(int year, int month, int day, int hour, int minute, int
     if (year > INT_MAX - YEARS_TO_2000 || month == INT_MIN) {
         return -1;  // no date that a record holds
     }
-    tm local = {};
-    local.tm_sec = second;
-    local.tm_min = minute;
-    local.tm_hour = hour;
-    local.tm_mday = day;
-    local.tm_mon = month - 1;
-    local.tm_year = year + YEARS_TO_2000;
-    local.tm_isdst = -1;
-
     rtc_time record = {};
-    record.tm_sec = local.tm_sec;
-    record.tm_min = local.tm_min;
-    record.tm_hour = local.tm_hour;
-    record.tm_mday = local.tm_mday;
-    record.tm_mon = local.tm_mon;
-    record.tm_year = local.tm_year;
+    record.tm_sec = second;
+    record.tm_min = minute;
+    record.tm_hour = hour;
+    record.tm_mday = day;
+    record.tm_mon = month - 1;
+    record.tm_year = year + YEARS_TO_2000;
 
-    const time_t calendar = mktime(&local);  // normalises `local`
+    tm local = ToLocalTime(record);
+    const time_t calendar = mktime(&local);  // normalises `local`, not the record
     if (calendar == -1) {
         return -1;
     }
