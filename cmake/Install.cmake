@@ -3,7 +3,8 @@ include(CMakePackageConfigHelpers)
 
 set(public_headers
   common/CChecksum.h common/CEventRoute.h common/CFileLogger.h common/Export.h
-  ioctl/CFileTest.h ioctl/CGPIOTest.h ioctl/CNetTest.h ioctl/CPWMOutTest.h ioctl/CSysTime.h ioctl/CUARTTest.h ioctl/CVersion.h
+  ioctl/CFBLib.h ioctl/CFileTest.h ioctl/CGPIOTest.h ioctl/CNetTest.h ioctl/CPWMOutTest.h ioctl/CSysTime.h ioctl/CTouchTest.h
+  ioctl/CUARTTest.h ioctl/CVersion.h
   uart/CUARTMgr.h uart/CUARTReceiver.h uart/CUARTSender.h uart/UARTFrame.h)
 set(ostrel_cflags "")
 set(ostrel_libs "-lOstrel")

@@ -32,8 +32,8 @@ State& TheState()
 /// A node that leads nowhere.
 class MissingDevice : public Device {
 public:
-    int Open() override { return ENOENT; }
-    int Request(unsigned long /*request*/, void* /*argument*/) override { return ENODEV; }
+    int Open(int /*flags*/) override { return -ENOENT; }
+    int Request(unsigned long /*request*/, void* /*argument*/) override { return -ENODEV; }
 };
 
 /// The node of that path: a device, or null for a path that is no node of the board's.
@@ -42,8 +42,18 @@ Device* Node(const std::string& path)
     static MissingDevice missing;
     return path == "/dev/dev_status"                       ? &StatusDriver()
            : path == "/dev/rtc0"                           ? &RealTimeClock()
+           : path == "/dev/fb0"                            ? &Display()
+           : path == TouchPanelPath()                      ? &TouchPanel()
            : path == STATION_PORT || path == LOOPBACK_PORT ? &missing
                                                            : nullptr;
+}
+
+/// The device that the descriptor belongs to, or null.
+Device* Opened(int fd)
+{
+    const std::lock_guard lock(TheState().mutex);
+    const auto found = TheState().open.find(fd);
+    return found != TheState().open.end() ? found->second : nullptr;
 }
 
 }  // namespace
@@ -85,6 +95,19 @@ const std::vector<BoardFault>& BoardFaults()
         {"loopback-cut", "only the first 4 bytes come back on the second serial port", {"CMD_COMM_TEST"}},
         {"loopback-late", "what comes back on the second serial port is 1.5 seconds late", {"CMD_COMM_TEST"}},
         {"loopback-garbled", "what comes back on the second serial port has wrong bits", {"CMD_COMM_TEST"}},
+        {"display-missing",
+         "the display's device does not exist",
+         {"CMD_LCD_BLU_TEST/black", "CMD_LCD_BLU_TEST/white", "CMD_LCD_BLU_TEST/bars", "CMD_LCD_BLU_TEST/dim",
+          "CMD_LCD_BLU_TEST/brightness", "CMD_TOUCH_TEST"}},
+        {"display-refuses",
+         "the display refuses every area",
+         {"CMD_LCD_BLU_TEST/black", "CMD_LCD_BLU_TEST/white", "CMD_LCD_BLU_TEST/bars", "CMD_LCD_BLU_TEST/dim",
+          "CMD_LCD_BLU_TEST/brightness", "CMD_TOUCH_TEST"}},
+        {"touch-missing", "the touch panel's device does not exist", {"CMD_TOUCH_TEST"}},
+        {"touch-shifted", "the touch panel reads positions 40 pixels too far right", {"CMD_TOUCH_TEST"}},
+        {"touch-mirrored", "the touch panel reads left as right", {"CMD_TOUCH_TEST"}},
+        {"touch-unplugged", "the touch panel cannot be read after two touches", {"CMD_TOUCH_TEST"}},
+        {"touch-silent", "the touch panel notices no touch after the first two", {"CMD_TOUCH_TEST"}},
     };
     return faults;
 }
@@ -122,6 +145,7 @@ void PowerOn()
         TheState().isOn = true;
     }
     PlugIn(0, Disk::WHOLE);
+    SetScreenSize(800, 480);
     PlugLoopback();
 }
 
@@ -130,6 +154,8 @@ void PowerOff()
     UnplugLoopback();
     ResetStatusDriver();
     ResetRealTimeClock();
+    ResetDisplay();
+    ResetTouchPanel();
     ResetDisks();
     ResetNetwork();
     const std::lock_guard lock(TheState().mutex);
@@ -169,37 +195,39 @@ std::optional<int> OpenDevice(const char* path, int flags)
     if (device == nullptr) {
         return std::nullopt;
     }
-    const int error = IsOn() ? device->Open() : ENOENT;
-    if (error != 0) {
-        return Fail(error);
+    const int fd = IsOn() ? device->Open(flags) : -ENOENT;
+    if (fd < 0) {
+        return Fail(-fd);
     }
-    static auto* const next = Next<int(const char*, int, ...)>("open");
-    const int fd = next("/dev/null", O_RDWR | (flags & O_CLOEXEC));
-    if (fd >= 0) {
-        const std::lock_guard lock(TheState().mutex);
-        TheState().open[fd] = device;
-    }
+    const std::lock_guard lock(TheState().mutex);
+    TheState().open[fd] = device;
     return fd;
+}
+
+int OpenBehind(const std::string& path, int flags)
+{
+    static auto* const next = Next<int(const char*, int, ...)>("open");
+    const int fd = next(path.c_str(), flags & (O_ACCMODE | O_CLOEXEC | O_NONBLOCK));
+    return fd < 0 ? -errno : fd;
 }
 
 std::optional<int> RequestDevice(int fd, unsigned long request, void* argument)
 {
-    Device* device = nullptr;
-    {
-        const std::lock_guard lock(TheState().mutex);
-        const auto found = TheState().open.find(fd);
-        if (found == TheState().open.end()) {
-            return std::nullopt;
-        }
-        device = found->second;
+    Device* const device = Opened(fd);
+    if (device == nullptr) {
+        return std::nullopt;
     }
-    return Fail(device->Request(request, argument));
+    const int result = device->Request(request, argument);
+    return result < 0 ? Fail(-result) : result;
 }
 
 void ForgetDevice(int fd)
 {
-    const std::lock_guard lock(TheState().mutex);
-    TheState().open.erase(fd);
+    if (Device* const device = Opened(fd)) {
+        device->Close(fd);
+        const std::lock_guard lock(TheState().mutex);
+        TheState().open.erase(fd);
+    }
 }
 
 bool IsOn()

@@ -20,11 +20,16 @@ public:
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
 
-    /// 0, or the error number why the device cannot be opened.
-    virtual int Open() = 0;
-    /// 0, or the error number why the request is refused.
+    /// A descriptor of the device, or the negative error number why it cannot be opened. `flags` are those of `open`.
+    virtual int Open(int flags) = 0;
+    /// The request's result, or the negative error number why it is refused.
     virtual int Request(unsigned long request, void* argument) = 0;
+    /// The program is about to close a descriptor of the device.
+    virtual void Close(int /*fd*/) {}
 };
+
+/// Opens what stands behind a device: a descriptor, or a negative error number. Files are neither made nor emptied.
+int OpenBehind(const std::string& path, int flags);
 
 /// True when that fault of the board has been made to happen.
 bool HasFault(const char* fault);
@@ -54,12 +59,35 @@ std::optional<int> OpenPort(const std::string& path, int flags);
 // The parts of the board, each in a source of its own, and as after power-on.
 Device& StatusDriver();
 Device& RealTimeClock();
+Device& Display();
+Device& TouchPanel();
 void ResetStatusDriver();
 void ResetRealTimeClock();
+void ResetDisplay();
+void ResetTouchPanel();
 void ResetDisks();
 void ResetNetwork();
 void PlugLoopback();
 void UnplugLoopback();
+
+/// From now on the pixels are in a file that an earlier process made, 4 bytes for each.
+void UseScreenFile(const std::string& path, int width, int height);
+
+/// What is on the screen.
+struct Picture {
+    int width = 0;  ///< in pixels, as the height
+    int height = 0;
+    std::vector<std::uint32_t> pixels;
+};
+Picture LookAtScreen();
+/// The same without pixels.
+Picture ScreenSize();
+
+/// The path of the touch panel's node.
+std::string TouchPanelPath();
+/// Before a read: where the descriptor is the touch panel's, lets the operator look and touch until there is something
+/// to read. 0, or -1 when the read fails.
+int AwaitTouch(int fd);
 
 int SetSystemClock(const timeval& time);
 int MountDisk(const std::string& source, const std::string& target, const std::string& type);

@@ -44,8 +44,9 @@ mode_t Mode(int flags, std::va_list arguments)
 ssize_t Read(int fd, void* buffer, std::size_t size)
 {
     static auto* const next = Sim::Next<ssize_t(int, void*, std::size_t)>("read");
-    return Sim::Intercept("read", fd, static_cast<long>(size),
-                          [&](Sim::Limit limit) { return next(fd, buffer, std::min(size, limit.value_or(size))); });
+    return Sim::Intercept("read", fd, static_cast<long>(size), [&](Sim::Limit limit) -> long {
+        return Sim::AwaitTouch(fd) != 0 ? -1 : next(fd, buffer, std::min(size, limit.value_or(size)));
+    });
 }
 
 long Request(int fd, unsigned long request, void* argument)
@@ -148,6 +149,19 @@ ssize_t write(int fd, const void* buffer, std::size_t size)
     static auto* const next = Sim::Next<ssize_t(int, const void*, std::size_t)>("write");
     return Sim::Intercept("write", fd, static_cast<long>(size),
                           [&](Sim::Limit limit) { return next(fd, buffer, std::min(size, limit.value_or(size))); });
+}
+
+off_t lseek(int fd, off_t offset, int whence) noexcept
+{
+    static auto* const next = Sim::Next<off_t(int, off_t, int)>("lseek");
+    return Sim::Intercept("lseek", fd, offset, [&](Sim::Limit /*limit*/) { return next(fd, offset, whence); });
+}
+
+off64_t lseek64(int fd, off64_t offset, int whence) noexcept
+{
+    static auto* const next = Sim::Next<off64_t(int, off64_t, int)>("lseek64");
+    return Sim::Intercept("lseek", fd, static_cast<long>(offset),
+                          [&](Sim::Limit /*limit*/) { return static_cast<long>(next(fd, offset, whence)); });
 }
 
 int ioctl(int fd, unsigned long request, ...) noexcept

@@ -70,7 +70,7 @@ int Set(const rtc_time& record)
     TheState().records.push_back(record);
     const std::optional<time_t> seconds = ToSeconds(record);
     if (!seconds) {
-        return EINVAL;
+        return -EINVAL;
     }
     if (!HasFault("rtc-forgets")) {
         TheState().setTo = *seconds;
@@ -81,15 +81,15 @@ int Set(const rtc_time& record)
 
 class Rtc : public Device {
 public:
-    int Open() override { return HasFault("rtc-missing") ? ENOENT : 0; }
+    int Open(int flags) override { return HasFault("rtc-missing") ? -ENOENT : OpenBehind("/dev/null", flags); }
     int Request(unsigned long request, void* argument) override
     {
         const std::lock_guard lock(g_mutex);
         auto* const record = static_cast<rtc_time*>(argument);
         if (HasFault("rtc-refuses")) {
-            return EIO;
+            return -EIO;
         }
-        return request == RTC_RD_TIME ? Read(*record) : request == RTC_SET_TIME ? Set(*record) : ENOTTY;
+        return request == RTC_RD_TIME ? Read(*record) : request == RTC_SET_TIME ? Set(*record) : -ENOTTY;
     }
 };
 

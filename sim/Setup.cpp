@@ -50,6 +50,9 @@ void SetUpFromEnvironment()
     Sim::PowerOn();
     Sim::UseRealNetwork();
     Sim::Redirect("/mnt/usb/", folder + "/usb/");
+    Sim::UseScreenFile(folder + "/screen", std::stoi(Variable("SIMBOARD_WIDTH")),
+                       std::stoi(Variable("SIMBOARD_HEIGHT")));
+    Sim::UseOperator();
     std::istringstream faults(Variable("SIMBOARD_FAULTS"));
     for (std::string fault; std::getline(faults, fault, ',');) {
         Sim::Break(fault);

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -47,9 +48,10 @@ void LogToFile(const std::string& path);
 /// The libc functions that know faults and are recorded. 64-bit and checked variants count as the function itself,
 /// umount as umount2. Of a file that was opened with fopen while faults are injected or calls recorded, reading and
 /// writing show as read and write.
-inline constexpr const char* CALLS[] = {"open",      "close",    "read",  "write",        "ioctl",         "select",
-                                        "tcsetattr", "tcflush",  "mount", "umount2",      "socket",        "setsockopt",
-                                        "sendto",    "recvfrom", "fopen", "settimeofday", "pthread_create"};
+inline constexpr const char* CALLS[] = {"open",    "close",    "read",    "write",        "lseek",
+                                        "ioctl",   "mmap",     "munmap",  "select",       "tcsetattr",
+                                        "tcflush", "mount",    "umount2", "socket",       "setsockopt",
+                                        "sendto",  "recvfrom", "fopen",   "settimeofday", "pthread_create"};
 
 /// What becomes of calls of a libc function: they are not carried out, or only in part.
 struct Fault {
@@ -76,10 +78,10 @@ void Inject(const Fault& fault);
 struct Call {
     std::string name;
     int fd;  ///< the descriptor it was given; -1 when it takes none, for select the number of descriptors looked at
-    /// open, mount, umount2: flags; read, write, sendto, recvfrom: size; ioctl: request; tcsetattr: action; tcflush:
-    /// queue; socket: type; setsockopt: option; else 0
+    /// open, mount, umount2: flags; read, write, sendto, recvfrom, mmap, munmap: size; lseek: offset; ioctl: request;
+    /// tcsetattr: action; tcflush: queue; socket: type; setsockopt: option; else 0
     long argument;
-    long result;
+    long result;       ///< fopen, mmap: 0, or -1 after a failure
     std::string path;  ///< open, fopen: the path; mount: source, target, type; umount2: target; else empty
 };
 
@@ -129,8 +131,8 @@ void Redirect(const std::string& path, const std::string& to);
 
 // The board's devices: absent until `PowerOn`, and again after `Reset`.
 
-/// Supplies "/dev/dev_status", "/dev/rtc0", USB disk 0, and the loopback plug on "/dev/ttyS1"; the system clock and raw
-/// sockets are simulated as well.
+/// Supplies "/dev/dev_status", "/dev/rtc0", "/dev/fb0", the touch panel, USB disk 0, and the loopback plug on
+/// "/dev/ttyS1"; the system clock and raw sockets are simulated as well.
 void PowerOn();
 
 /// Makes one of FAULTS happen from now on; throws std::invalid_argument for an unknown name.
@@ -157,6 +159,33 @@ void SetVersion(const std::array<unsigned char, 3>& version);
 std::vector<rtc_time> RtcRecords();
 /// What the system clock was last set to, if it was.
 std::optional<timeval> SystemClock();
+
+/// Gives "/dev/fb0" a black screen of that size in pixels, 1 to MAX_SCREEN_SIDE each, instead of 800 x 480; throws
+/// std::invalid_argument for any other. Who has opened it before keeps the former screen.
+void SetScreenSize(int width, int height);
+inline constexpr int MAX_SCREEN_SIDE = 8192;
+/// A copy of the pixels on the screen, row by row from the top: 0x00RRGGBB, the top byte as the program wrote it.
+std::vector<std::uint32_t> Screen();
+/// The six words of the display area's record that was last accepted: 0, bits per pixel, width, height, x, y.
+std::optional<std::array<std::int32_t, 6>> DisplayArea();
+/// The display's brightness, 0 to 100; 100 after power-on.
+int Brightness();
+
+/// A sample of the touch panel, whose node is the path in the environment variable TSLIB_TSDEVICE or, where that is not
+/// set, "/dev/touchscreen/ucb1x00".
+struct TouchSample {
+    int x;  ///< in pixels, as y
+    int y;
+    int pressure;  ///< 1 to 255; 0 lifts the finger, at no position
+};
+/// The finger moves: the program reads the samples at once or, while the panel is not open, as soon as it is. What it
+/// has not read when it closes the panel is dropped.
+void Touch(const std::vector<TouchSample>& samples);
+/// From now on an operator touches each target as it appears. He remembers the screen when the panel is opened. While
+/// the program waits in a read of the panel with nothing to read, he looks for pixels that have changed colour since he
+/// last remembered the screen, not counting those inside the box he touched last; he touches the middle of the box
+/// around them, and remembers the screen anew.
+void UseOperator();
 
 enum class Disk { ABSENT, WHOLE, PARTITIONED, UNFORMATTED };
 /// Plugs a disk in (index 0 to 2).

@@ -42,13 +42,13 @@ std::array<unsigned char, 2> Inputs()
 
 class Driver : public Device {
 public:
-    int Open() override { return HasFault("status-missing") ? ENOENT : 0; }
+    int Open(int flags) override { return HasFault("status-missing") ? -ENOENT : OpenBehind("/dev/null", flags); }
     int Request(unsigned long request, void* argument) override
     {
         const std::lock_guard lock(g_mutex);
         auto* const record = static_cast<unsigned char*>(argument);
         if (HasFault("status-refuses") || (request == PWM && HasFault("pwm-refused"))) {
-            return EIO;
+            return -EIO;
         }
         switch (request) {
         case GPO:
@@ -66,7 +66,7 @@ public:
             std::copy(TheState().version.begin(), TheState().version.end(), record);
             return 0;
         default:
-            return ENOTTY;
+            return -ENOTTY;
         }
     }
 };

@@ -4,20 +4,27 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+
+#include "sim/Launch.h"
+#include "sim/Screenshot.h"
 
 namespace {
 
@@ -26,6 +33,8 @@ namespace fs = std::filesystem;
 struct Options {
     std::string folder = "simboard";
     std::vector<std::string> faults;
+    std::pair<int, int> screen = {800, 480};
+    std::string screenshot;
     bool listFaults = false;
     std::vector<std::string> command;
 };
@@ -48,14 +57,37 @@ void Take(const fs::path& folder)
     }
 }
 
+/// What the build puts beside the launcher.
+fs::path Beside(const char* name)
+{
+    return fs::read_symlink("/proc/self/exe").parent_path() / name;
+}
+
 /// The library to preload. The loader would split a path at these characters and go on without it: on the real devices.
 std::string Library()
 {
-    const fs::path library = fs::read_symlink("/proc/self/exe").parent_path() / SIMBOARD_LIBRARY;
+    const fs::path library = Beside(SIMBOARD_LIBRARY);
     if (library.string().find_first_of(" :") != std::string::npos) {
         throw std::runtime_error("cannot run from a folder with a blank or colon in its path: " + library.string());
     }
     return library;
+}
+
+/// The file with the pixels.
+fs::path ScreenFile(const Options& options)
+{
+    return fs::path(options.folder) / "screen";
+}
+
+/// A black screen. It is made here, so that all programs on the board draw on the same one and what they drew is left.
+void PrepareScreen(const Options& options)
+{
+    const auto [width, height] = options.screen;
+    std::ofstream(ScreenFile(options)).close();
+    fs::resize_file(ScreenFile(options),
+                    std::uintmax_t{4} * static_cast<unsigned>(width) * static_cast<unsigned>(height));
+    setenv("SIMBOARD_WIDTH", std::to_string(width).c_str(), 1);
+    setenv("SIMBOARD_HEIGHT", std::to_string(height).c_str(), 1);
 }
 
 /// Empties the folder of what an earlier run left, and has the loader put the simulated board under the program. The
@@ -64,10 +96,11 @@ void Prepare(const Options& options)
 {
     const fs::path folder = fs::absolute(options.folder);
     Take(folder);
-    for (const char* const name : {"syslog", "ttyS0", "usb"}) {
+    for (const char* const name : {"screen", "syslog", "ttyS0", "usb"}) {
         fs::remove_all(folder / name);
     }
     fs::create_directory(folder / "usb");
+    PrepareScreen(options);
 
     static const Sim::SerialPort line("/dev/ttyS0");
     fs::create_symlink(line.StationPath(), folder / "ttyS0");
@@ -77,6 +110,7 @@ void Prepare(const Options& options)
     const char* const others = std::getenv("LD_PRELOAD");
     setenv("LD_PRELOAD", ((others != nullptr ? others + std::string(":") : "") + Library()).c_str(), 1);
     setenv("SIMBOARD_DIR", folder.c_str(), 1);
+    setenv("TSLIB_CONFFILE", Beside("ts.conf").c_str(), 0);
     std::string faults;
     for (const std::string& fault : options.faults) {
         faults += fault + ",";
@@ -84,19 +118,18 @@ void Prepare(const Options& options)
     setenv("SIMBOARD_FAULTS", faults.c_str(), 1);
 }
 
-/// Becomes the program; returns the exit code when that fails.
-int Run(std::vector<std::string>& command)
+/// Runs the program on the board; the exit code.
+int Run(Options& options)
 {
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (std::string& word : command) {
-        arguments.push_back(word.data());
+    if (options.screenshot.empty()) {
+        Prepare(options);
+        return Launch::Become(options.command);
     }
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
-    const int error = errno;
-    std::cerr << "simboard: " << command[0] << ": " << std::generic_category().message(error) << "\n";
-    return error == ENOENT ? 127 : 126;
+    Screenshot::CheckWritable(options.screenshot);
+    Prepare(options);
+    const int result = Launch::Run(options.command);
+    Screenshot::Write(options.screenshot, ScreenFile(options), options.screen.first, options.screen.second);
+    return result;
 }
 
 void ListFaults()
@@ -110,6 +143,22 @@ void ListFaults()
         }
         std::cout << "\n";
     }
+}
+
+/// Reads "800x480".
+std::pair<int, int> ParseScreen(const std::string& text)
+{
+    std::istringstream words(text);
+    int width = 0;
+    int height = 0;
+    char separator = 0;
+    const auto isSide = [](int side) { return side >= 1 && side <= Sim::MAX_SCREEN_SIDE; };
+    if (!(words >> width >> separator >> height) || separator != 'x' ||
+        words.peek() != std::istringstream::traits_type::eof() || !isSide(width) || !isSide(height)) {
+        throw CLI::ValidationError("--screen", text + " is no size: give WIDTHxHEIGHT, each 1 to " +
+                                                   std::to_string(Sim::MAX_SCREEN_SIDE));
+    }
+    return {width, height};
 }
 
 std::string CheckFault(const std::string& name)
@@ -131,13 +180,21 @@ void Define(CLI::App& app, Options& options)
         ->check(CheckFault);
     app.add_flag("--list-faults", options.listFaults,
                  "Name every fault and the checks of the station's plan that it makes fail");
+    app.add_option_function<std::string>(
+           "--screen", [&](const std::string& text) { options.screen = ParseScreen(text); },
+           "The size of the display in pixels (default: 800x480)")
+        ->type_name("WxH");
+    app.add_option("--screenshot", options.screenshot, "Write what is on the display when the program has ended")
+        ->type_name("FILE.png");
     app.add_option("command", options.command, "The program and its arguments, after --")->type_name("PROGRAM");
     app.positionals_at_end();
     app.footer("Files in DIR:\n"
+               "  screen   the display: 4 bytes for each pixel, blue, green, red and one without meaning, row by row\n"
                "  ttyS0    the station's end of the board's /dev/ttyS0\n"
                "  syslog   the board's system log\n"
                "  usb/     the board's /mnt/usb/\n"
-               "Exit codes: those of the program; 2 wrong options, 126 or 127 the program cannot be run.");
+               "Exit codes: those of the program; 2 wrong options or no screenshot, 126 or 127 the program cannot be\n"
+               "run. With --screenshot 128 and the number of the signal that ended the program.");
 }
 
 }  // namespace
@@ -160,10 +217,9 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): it ends t
         return 0;
     }
     try {
-        Prepare(options);
+        return Run(options);
     } catch (const std::exception& error) {
         std::cerr << "simboard: " << error.what() << "\n";
         return 2;
     }
-    return Run(options.command);
 }

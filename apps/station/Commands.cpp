@@ -2,13 +2,13 @@
 #include "apps/station/Commands.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <ctime>
 #include <iomanip>
 #include <iterator>
 #include <sstream>
 
 #include "apps/station/Frame.h"
+#include "apps/station/Touch.h"
 
 namespace Station {
 
@@ -130,19 +130,34 @@ Finding ExplainExternalDevice(const Bytes& request, const Bytes& values, bool pa
     return (device < std::size(DEVICES) ? DEVICES[device] : ExplainPlain)(request, values, passed);
 }
 
-Finding ExplainTouches(const Bytes& request, const Bytes& values, bool passed)
+Finding ExplainDisplay(const Bytes& request, const Bytes& /*values*/, bool passed)
 {
-    constexpr std::size_t COORDINATES = 10;  // x and y of each of the five targets
-    if (!passed) {
-        return ExplainPlain(request, values, passed);
-    }
+    const std::size_t action = ByteAt(request, 0);
+    const int level = ByteAt(request, 1);
+    const std::string actions[] = {"black", "white", "colour bars", "dimmed to " + std::to_string(level) + " of 256",
+                                   "brightness " + std::to_string(level)};
+    return {passed,
+            !passed                       ? "the display cannot be used: check /dev/fb0 and the display's driver"
+            : action < std::size(actions) ? actions[action]
+                                          : "ok",
+            {{"action", static_cast<int>(action)}, {"level", level}}};
+}
+
+/// Of a test that failed, the targets that were touched until then tell how far it came.
+Finding ExplainTouches(const Bytes& /*request*/, const Bytes& values, bool passed)
+{
+    const Points points = TouchedPoints(values);
+    const auto isTouched = [](const Point& point) { return point.x != 0 || point.y != 0; };
+    const auto touches = points.rend() - std::find_if(points.rbegin(), points.rend(), isTouched);
     std::string text = "touched";
-    Numbers touches;
-    for (std::size_t i = 0; i < COORDINATES; ++i) {
-        touches.push_back(static_cast<std::int16_t>(values[2 * i] << 8 | values[2 * i + 1]));
-        text += (i % 2 == 0 ? ' ' : ',') + std::to_string(touches.back());
+    for (const Point& point : points) {
+        text += ' ' + std::to_string(point.x) + ',' + std::to_string(point.y);
     }
-    return {true, text, {{"touches", touches}}};
+    return {passed,
+            passed ? text
+                   : "the touch test failed after " + std::to_string(touches) + " of " + std::to_string(points.size()) +
+                         " touches: check the display and the touch panel, and see the board's system log",
+            {{"touches", ToNumbers(points)}}};
 }
 
 Finding ExplainReadClock(const Bytes& values)
@@ -190,6 +205,8 @@ struct Command {
     unsigned char code;
     Seconds timeout;
     Finding (*explain)(const Bytes& request, const Bytes& values, bool passed);
+    const char* task = nullptr;  // what somebody has to do
+    const char* undone = "";     // why there may be no answer, if not because of the line
 };
 
 constexpr Command COMMANDS[] = {
@@ -200,7 +217,10 @@ constexpr Command COMMANDS[] = {
     {UART::CMD_PWM_OUT_TEST, QUICK, ExplainPwm},
     {UART::CMD_SPEAKER_OUT_TEST, Seconds{10}, ExplainPlain},
     {UART::CMD_EXT_DEVICE_TEST, Seconds{30}, ExplainExternalDevice},
-    {UART::CMD_TOUCH_TEST, Seconds{300}, ExplainTouches},
+    {UART::CMD_LCD_BLU_TEST, QUICK, ExplainDisplay},
+    {UART::CMD_TOUCH_TEST, Seconds{300}, ExplainTouches,
+     "Touch the five targets on the display, each in its middle, as they appear.",
+     "; or nobody touched the targets, or the touch panel is silent"},
     {UART::CMD_RTC_TEST, QUICK, ExplainClock},
     {UART::CMD_RAM_TEST, Seconds{60}, ExplainPlain},
     {UART::CMD_FLASH_TEST, Seconds{60}, ExplainPlain},
@@ -224,6 +244,16 @@ std::string CommandName(unsigned char code)
 Seconds CommandTimeout(unsigned char code)
 {
     return Find(code).timeout;
+}
+
+const char* CommandTask(unsigned char code)
+{
+    return Find(code).task;
+}
+
+std::string SilenceHint(unsigned char code)
+{
+    return std::string("check the serial cable and the board's test application") + Find(code).undone;
 }
 
 Finding Explain(unsigned char code, const Bytes& request, const Bytes& values, bool passed)

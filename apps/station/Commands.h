@@ -16,6 +16,12 @@ std::string CommandName(unsigned char code);
 /// How long one attempt may take.
 Seconds CommandTimeout(unsigned char code);
 
+/// What somebody at the board has to do before it answers; null for a command that needs nobody.
+const char* CommandTask(unsigned char code);
+
+/// What to look at when no answer comes in time.
+std::string SilenceHint(unsigned char code);
+
 /// What a reply says.
 struct Finding {
     bool good;          ///< the board passed the check, and what it measured agrees with the request

@@ -22,6 +22,14 @@ void Console::Print(const std::string& line)
     std::cout << line << std::endl;
 }
 
+void Console::Ask(const std::string& task)
+{
+    if (m_terminal) {
+        ClearProgress();
+        std::cerr << task << std::endl;
+    }
+}
+
 void Console::Complain(const std::string& message)
 {
     ClearProgress();

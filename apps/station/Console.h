@@ -15,6 +15,9 @@ public:
     /// Prints a line on standard output.
     void Print(const std::string& line);
 
+    /// Tells the person at a terminal what to do now. Elsewhere there is nobody to tell.
+    void Ask(const std::string& task);
+
     /// Prints an error message on standard error.
     void Complain(const std::string& message);
 

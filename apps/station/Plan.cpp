@@ -22,8 +22,15 @@ constexpr unsigned char EXT_ADDRESS = 3;
 constexpr unsigned char RTC_READ = 0;
 constexpr unsigned char RTC_SET = 1;
 
+// What byte 0 of a display request selects.
+constexpr unsigned char LCD_BLACK = 0;
+constexpr unsigned char LCD_WHITE = 1;
 constexpr unsigned char LCD_COLOUR_BARS = 2;
-constexpr unsigned char TOUCH_MARGIN = 30;  // pixels
+constexpr unsigned char LCD_DIM = 3;
+constexpr unsigned char LCD_BRIGHTNESS = 4;
+
+constexpr unsigned char HALF = 128;  // of 256
+constexpr unsigned char FULL = 100;  // if the display driver counts in percent: its range is its own
 
 std::function<Bytes()> Always(Bytes request)
 {
@@ -112,7 +119,7 @@ constexpr Seconds CLOCK_PAUSE{1.2};
 
 }  // namespace
 
-std::vector<Check> MakePlan(const Targets& targets)
+std::vector<Check> MakePlan(const PlanSettings& settings)
 {
     using namespace UART;
     const Bytes pattern = {0xA5, 0x3C};
@@ -125,6 +132,11 @@ std::vector<Check> MakePlan(const Targets& targets)
     const auto endSetting = [watch](const Bytes& /*values*/, Finding& /*finding*/) { watch->EndSetting(); };
     const auto beginReading = [watch] { return watch->BeginReading(); };
     const auto endReading = [watch](const Bytes& values, Finding& finding) { watch->EndReading(values, finding); };
+    const auto touchTargets = TouchTargets(settings.screen, TOUCH_MARGIN);
+    const auto endTouching = [touchTargets, tolerance = settings.tolerance](const Bytes& values, Finding& finding) {
+        ExpectTouches(touchTargets, tolerance, values, finding);
+    };
+    const Seconds view{settings.view};
     return {
         Entry(CMD_READ_VERSION, "", "Read the hardware and library versions", Always({})),
         Entry(CMD_COMM_TEST, "", "Send a text through the loopback plug", Text("0123456789")),
@@ -135,20 +147,25 @@ std::vector<Check> MakePlan(const Targets& targets)
         Entry(CMD_PWM_OUT_TEST, "", "Set the PWM outputs to 3", Always({3})),
         Entry(CMD_ADC_IN_TEST, "", "Check the analogue inputs", Always({})),
         Entry(CMD_SPEAKER_OUT_TEST, "", "Check the loudspeaker", Always({})),
-        Entry(CMD_EXT_DEVICE_TEST, "/disk", "Mount USB disk " + std::to_string(targets.disk),
-              Always({EXT_DISK, static_cast<unsigned char>(targets.disk)})),
-        Entry(CMD_EXT_DEVICE_TEST, "/file", "Write " + targets.file + " and read it back",
-              Text(targets.file, {EXT_FILE})),
-        Entry(CMD_EXT_DEVICE_TEST, "/ping", "Ping " + targets.ping, Text(targets.ping, {EXT_PING})),
-        Entry(CMD_EXT_DEVICE_TEST, "/address", "Read the address of " + targets.interface,
-              Text(targets.interface, {EXT_ADDRESS})),
-        Entry(CMD_LCD_BLU_TEST, "", "Show colour bars", Always({LCD_COLOUR_BARS})),
+        Entry(CMD_EXT_DEVICE_TEST, "/disk", "Mount USB disk " + std::to_string(settings.disk),
+              Always({EXT_DISK, static_cast<unsigned char>(settings.disk)})),
+        Entry(CMD_EXT_DEVICE_TEST, "/file", "Write " + settings.file + " and read it back",
+              Text(settings.file, {EXT_FILE})),
+        Entry(CMD_EXT_DEVICE_TEST, "/ping", "Ping " + settings.ping, Text(settings.ping, {EXT_PING})),
+        Entry(CMD_EXT_DEVICE_TEST, "/address", "Read the address of " + settings.interface,
+              Text(settings.interface, {EXT_ADDRESS})),
+        Entry(CMD_LCD_BLU_TEST, "/black", "Clear the screen to black", Always({LCD_BLACK})),
+        Entry(CMD_LCD_BLU_TEST, "/white", "Clear the screen to white", Always({LCD_WHITE}), nullptr, view),
+        Entry(CMD_LCD_BLU_TEST, "/bars", "Show colour bars", Always({LCD_COLOUR_BARS}), nullptr, view),
+        Entry(CMD_LCD_BLU_TEST, "/dim", "Dim the picture to one half", Always({LCD_DIM, HALF}), nullptr, view),
+        Entry(CMD_LCD_BLU_TEST, "/brightness", "Set the display's brightness to " + std::to_string(FULL),
+              Always({LCD_BRIGHTNESS, FULL}), nullptr, view),
         Entry(CMD_RTC_TEST, "/set", "Set the clock to the station's local time", beginSetting, endSetting),
         Entry(CMD_RTC_TEST, "/read", "Read the clock, which must run on", beginReading, endReading, CLOCK_PAUSE),
         Entry(CMD_RAM_TEST, "", "Check the RAM", Always({})),
         Entry(CMD_FLASH_TEST, "", "Check the flash memory", Always({})),
         Entry(CMD_CONFIRM_TEST_MODE, "", "Ask whether the board is in test mode", Always({})),
-        Entry(CMD_TOUCH_TEST, "", "Have the operator touch five targets", Always({TOUCH_MARGIN})),
+        Entry(CMD_TOUCH_TEST, "", "Have the operator touch five targets", Always({TOUCH_MARGIN}), endTouching),
     };
 }
 

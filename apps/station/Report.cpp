@@ -119,11 +119,25 @@ std::string Property(const std::string& name, const std::string& value)
     return R"(      <property name=")" + name + R"(" value=")" + Xml(value) + R"("/>)" + "\n";
 }
 
+/// The values of a check, texts as they are, others as JSON; nothing when there are none.
+std::string Properties(const Values& values)
+{
+    if (values.empty()) {
+        return "";
+    }
+    std::string xml = "      <properties>\n";
+    const Json json = ToJson(values);
+    for (const auto& [name, value] : json.items()) {
+        xml += "  " + Property(name, value.is_string() ? value.get<std::string>() : value.dump());
+    }
+    return xml + "      </properties>\n";
+}
+
 std::string TestCase(const CheckRecord& check)
 {
     constexpr const char* ELEMENTS[] = {"system-out", "failure", "skipped", "error"};
     std::string xml = R"(    <testcase classname="station" name=")" + Xml(check.name) + R"(" time=")" +
-                      Fixed(check.duration, 3) + R"(">)" + "\n";
+                      Fixed(check.duration, 3) + R"(">)" + "\n" + Properties(check.values);
     if (check.result == Result::Pass) {
         xml += "      <system-out>" + Xml(check.message) + "</system-out>\n";
     } else {

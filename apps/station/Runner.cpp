@@ -18,9 +18,11 @@ constexpr int STATUS_BAD_REQUEST = 3;
 /// silent does the board take the next byte as the start of a frame. It waits 10 ms in the middle of a frame.
 constexpr Seconds RESYNCHRONISATION{0.1};
 
-bool IsWorthRepeating(Outcome outcome)
+/// A board that waits for somebody goes on waiting: a repetition would begin a second test behind the first.
+bool IsWorthRepeating(Outcome outcome, unsigned char command)
 {
-    return outcome == Outcome::ErrorFrame || outcome == Outcome::Damaged || outcome == Outcome::Silence;
+    return outcome == Outcome::ErrorFrame || outcome == Outcome::Damaged ||
+           (outcome == Outcome::Silence && CommandTask(command) == nullptr);
 }
 
 std::string InSeconds(Seconds duration)
@@ -42,10 +44,7 @@ Verdict Conclude(const Check& check, const Bytes& request, const Exchange& excha
     case Outcome::Damaged:
         return {Result::Fail, "the reply was damaged on the line: check the serial cable", {}, {}};
     case Outcome::Silence:
-        return {Result::Fail,
-                "no answer within " + InSeconds(timeout) + ": check the serial cable and the board's test application",
-                {},
-                {}};
+        return {Result::Fail, "no answer within " + InSeconds(timeout) + ": " + SilenceHint(check.code), {}, {}};
     default:
         return {Result::Aborted, INTERRUPTED, {}, {}};
     }
@@ -102,10 +101,10 @@ void RunCheck(Link& link, const Policy& policy, const Check& check, CheckRecord&
     do {
         ++record.attempts;
         exchange = link.Transact(frame, check.code, timeout, record.traffic);
-        if (IsWorthRepeating(exchange.outcome)) {
+        if (IsWorthRepeating(exchange.outcome, check.code)) {
             link.Listen(RESYNCHRONISATION, record.traffic);
         }
-    } while (IsWorthRepeating(exchange.outcome) && record.attempts <= policy.retries);
+    } while (IsWorthRepeating(exchange.outcome, check.code) && record.attempts <= policy.retries);
     Verdict verdict = Conclude(check, request, exchange, link.BoardType(), timeout);
     record.result = verdict.result;
     record.status = verdict.status;
@@ -116,12 +115,16 @@ void RunCheck(Link& link, const Policy& policy, const Check& check, CheckRecord&
     }
 }
 
-std::vector<Step> PlanChecks(Link& link, const Policy& policy, const std::vector<Check>& plan)
+std::vector<Step> PlanChecks(Link& link, const Policy& policy, const std::vector<Check>& plan,
+                             const std::function<void(const Check&)>& onStart)
 {
     std::vector<Step> steps;
     steps.reserve(plan.size());
     for (const Check& check : plan) {
-        steps.emplace_back([&](CheckRecord& record) { RunCheck(link, policy, check, record); });
+        steps.emplace_back([&, onStart](CheckRecord& record) {
+            onStart(check);
+            RunCheck(link, policy, check, record);
+        });
     }
     return steps;
 }

@@ -26,7 +26,8 @@ Verdict Judge(const Check& check, const Bytes& request, const Bytes& reply, unsi
 inline constexpr const char* INTERRUPTED = "interrupted";
 
 struct Policy {
-    int retries = 1;                 ///< repetitions after silence, an error frame or a damaged reply
+    /// Repetitions after silence, an error frame or a damaged reply; not after silence when somebody is waited for.
+    int retries = 1;
     std::optional<Seconds> timeout;  ///< for one attempt, instead of each command's own
 };
 
@@ -37,8 +38,9 @@ void RunCheck(Link& link, const Policy& policy, const Check& check, CheckRecord&
 /// One step of a plan: names the record first, then fills it; may throw PortError.
 using Step = std::function<void(CheckRecord&)>;
 
-/// A step for each check of a plan. The arguments outlive the steps.
-std::vector<Step> PlanChecks(Link& link, const Policy& policy, const std::vector<Check>& plan);
+/// A step for each check of a plan, which `onStart` is told as it begins. Link, policy and plan outlive the steps.
+std::vector<Step> PlanChecks(Link& link, const Policy& policy, const std::vector<Check>& plan,
+                             const std::function<void(const Check&)>& onStart);
 
 /// Carries the steps out until the last one, the stop flag or the loss of the port, and passes each result on.
 /// `run` comes with its start; its end is told by a clock that nobody sets.

@@ -3,14 +3,17 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <functional>
 #include <iomanip>
 #include <iostream>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <arpa/inet.h>
@@ -44,7 +47,7 @@ struct Options {
     bool hex = false;
     std::string command;
     std::vector<std::string> data;
-    Targets targets;
+    PlanSettings settings;
     std::string json;
     std::string junit;
     std::string unit;
@@ -95,14 +98,30 @@ std::string CheckAddress(const std::string& text)
     return inet_pton(AF_INET, text.c_str(), &address) == 1 ? "" : text + " is no IPv4 address";
 }
 
-void DefineTargets(CLI::App& run, Targets& targets)
+void DefinePlan(CLI::App& run, PlanSettings& settings)
 {
-    run.add_option("--disk", targets.disk, "USB disk of the unit to mount")->check(CLI::Range(0, 2));
-    run.add_option("--file", targets.file, "File on the unit to write and read back, at most 24 characters")
+    run.add_option("--disk", settings.disk, "USB disk of the unit to mount")->check(CLI::Range(0, 2));
+    run.add_option("--file", settings.file, "File on the unit to write and read back, at most 24 characters")
         ->check(BoardText(UART::UART_BODY_LEN - 2));
-    run.add_option("--ping", targets.ping, "IPv4 address for the unit to ping")->check(CheckAddress);
-    run.add_option("--interface", targets.interface, "Network interface of the unit that has an address")
+    run.add_option("--ping", settings.ping, "IPv4 address for the unit to ping")->check(CheckAddress);
+    run.add_option("--interface", settings.interface, "Network interface of the unit that has an address")
         ->check(BoardText(15));
+    constexpr int LEAST = 2 * TOUCH_MARGIN + TOUCH_IMAGE_SIZE;
+    constexpr int MOST = std::numeric_limits<std::int16_t>::max();  // of a coordinate in the reply
+    run.add_option_function<std::pair<int, int>>(
+           "--screen",
+           [&settings](const std::pair<int, int>& size) {
+               settings.screen = {size.first, size.second};
+           },
+           "Size of the unit's screen in pixels: where the targets of the touch test are")
+        ->type_name("WxH")
+        ->delimiter('x')
+        ->check(CLI::Range(LEAST, MOST))
+        ->default_str(std::to_string(settings.screen.width) + 'x' + std::to_string(settings.screen.height));
+    run.add_option("--tolerance", settings.tolerance, "Pixels from the middle of a target to where it is touched")
+        ->check(CLI::Range(0, 1000));
+    run.add_option("--view", settings.view, "Seconds that each picture is shown on the display, to be looked at")
+        ->check(CLI::Range(0.0, 3600.0));
 }
 
 void DefineOptions(CLI::App& app, Options& options)
@@ -135,7 +154,7 @@ void DefineOptions(CLI::App& app, Options& options)
     send->add_option("DATA", options.data,
                      "Up to 26 bytes: numbers 0 to 255 (also 0x..), any other word and text:... as characters");
     CLI::App* run = app.add_subcommand("run", "Carry out every check");
-    DefineTargets(*run, options.targets);
+    DefinePlan(*run, options.settings);
     run->add_option("--json", options.json, "Write the record, with every frame, to this file");
     run->add_option("--junit", options.junit, "Write the results as JUnit XML to this file");
     run->add_option("--unit", options.unit, "Serial number of the unit, for the records")->check(CheckUtf8);
@@ -207,10 +226,21 @@ RunRecord Execute(const Options& options, Console& console, const std::function<
     return run;
 }
 
+/// Tells the person at the unit what to do, before the check that needs it.
+RunRecord ExecuteChecks(const Options& options, Console& console, const std::vector<Check>& plan)
+{
+    const auto ask = [&console](const Check& check) {
+        if (const char* const task = CommandTask(check.code)) {
+            console.Ask(task);
+        }
+    };
+    return Execute(options, console, [&](Link& link) { return PlanChecks(link, options.policy, plan, ask); });
+}
+
 int Send(const Options& options, Console& console)
 {
     const std::vector<Check> plan = {PlainCheck(ParseCommand(options.command), ParseData(options.data))};
-    const RunRecord run = Execute(options, console, [&](Link& link) { return PlanChecks(link, options.policy, plan); });
+    const RunRecord run = ExecuteChecks(options, console, plan);
     const bool skipped = !run.checks.empty() && run.checks.front().result == Result::Skip;
     return ExitCode(skipped ? Result::Fail : Overall(run));
 }
@@ -230,8 +260,8 @@ int Run(const Options& options, Console& console)
 {
     const ReportFile json(options.json);
     const ReportFile junit(options.junit);
-    const std::vector<Check> plan = MakePlan(options.targets);
-    const RunRecord run = Execute(options, console, [&](Link& link) { return PlanChecks(link, options.policy, plan); });
+    const std::vector<Check> plan = MakePlan(options.settings);
+    const RunRecord run = ExecuteChecks(options, console, plan);
     const bool jsonWritten = WriteReport(json, ToJson(run), console);
     const bool junitWritten = WriteReport(junit, ToJUnit(run), console);
     return ExitCode(jsonWritten && junitWritten ? Overall(run) : Result::Aborted);

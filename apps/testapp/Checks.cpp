@@ -2,6 +2,7 @@
 #include "apps/testapp/Checks.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <ctime>
 #include <iterator>
@@ -10,6 +11,7 @@
 
 #include <arpa/inet.h>
 
+#include "apps/testapp/DisplayChecks.h"
 #include "ioctl/CFileTest.h"
 #include "ioctl/CGPIOTest.h"
 #include "ioctl/CNetTest.h"
@@ -27,12 +29,6 @@ using Request = const unsigned char*;
 
 /// A buffer for the status driver, which defines how much of it is used.
 using DriverRecord = std::array<unsigned char, 32>;
-
-/// For an operation that gives 0 when it succeeds.
-Status StatusOf(int result)
-{
-    return result == 0 ? Status::PASS : Status::FAIL;
-}
 
 Reply ResultCodeReply(int code)
 {
@@ -196,30 +192,26 @@ Reply ConfirmTestMode(Request /*request*/)
     return StatusReply(Status::PASS);
 }
 
-struct Check {
-    unsigned char code;
-    Reply (*carryOut)(Request request);
-};
-
-constexpr Check CHECKS[] = {
-    {UART::CMD_READ_VERSION, ReadVersion}, {UART::CMD_COMM_TEST, LoopTextBack},
-    {UART::CMD_GPO_TEST, DriveOutputs},    {UART::CMD_GPI_TEST, ReadInputs},
-    {UART::CMD_PWM_OUT_TEST, DrivePwm},    {UART::CMD_EXT_DEVICE_TEST, CheckExternalDevice},
-    {UART::CMD_RTC_TEST, CheckClock},      {UART::CMD_CONFIRM_TEST_MODE, ConfirmTestMode},
-};
-
 }  // namespace
 
-Reply StatusReply(Status status)
+Checks::Checks(const std::string& images)
+    : m_checks{{UART::CMD_READ_VERSION, ReadVersion},
+               {UART::CMD_COMM_TEST, LoopTextBack},
+               {UART::CMD_GPO_TEST, DriveOutputs},
+               {UART::CMD_GPI_TEST, ReadInputs},
+               {UART::CMD_PWM_OUT_TEST, DrivePwm},
+               {UART::CMD_EXT_DEVICE_TEST, CheckExternalDevice},
+               {UART::CMD_LCD_BLU_TEST, CheckDisplay},
+               {UART::CMD_TOUCH_TEST, [images](Request request) { return CheckTouchPanel(request[0], images); }},
+               {UART::CMD_RTC_TEST, CheckClock},
+               {UART::CMD_CONFIRM_TEST_MODE, ConfirmTestMode}}
 {
-    return {static_cast<unsigned char>(status)};
 }
 
-Reply CarryOut(unsigned char code, const unsigned char* request)
+Reply Checks::CarryOut(unsigned char code, const unsigned char* request) const
 {
-    const auto* const check =
-        std::find_if(std::begin(CHECKS), std::end(CHECKS), [code](const Check& entry) { return entry.code == code; });
-    return check == std::end(CHECKS) ? StatusReply(Status::NOT_SUPPORTED) : check->carryOut(request);
+    const auto check = m_checks.find(code);
+    return check == m_checks.end() ? StatusReply(Status::NOT_SUPPORTED) : check->second(request);
 }
 
 }  // namespace TestApp

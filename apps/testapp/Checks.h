@@ -1,23 +1,28 @@
 // What the test application does for each command of the station.
 #pragma once
 
-#include <array>
+#include <functional>
+#include <map>
+#include <string>
 
-#include "uart/UARTFrame.h"
+#include "apps/testapp/Reply.h"
 
 namespace TestApp {
 
-/// Data byte 0 of every reply.
-enum class Status : unsigned char { PASS = 0, FAIL = 1, NOT_SUPPORTED = 2, BAD_REQUEST = 3 };
+/// The check of each command.
+class Checks {
+public:
+    /// `images` is the folder of the touch test's images.
+    explicit Checks(const std::string& images);
 
-/// Data bytes of every reply; unused ones are 0.
-using Reply = std::array<unsigned char, UART::UART_BODY_LEN>;
+    /// Carries out the command with that code. `request` holds its 26 data bytes; it is null for CMD_READ_VERSION and
+    /// CMD_CONFIRM_TEST_MODE, which have none. A command without a check is answered as not supported.
+    [[nodiscard]] Reply CarryOut(unsigned char code, const unsigned char* request) const;
 
-/// A reply that carries its status alone.
-Reply StatusReply(Status status);
+private:
+    using Check = std::function<Reply(const unsigned char* request)>;
 
-/// Carries out the command with that code. `request` holds its 26 data bytes; it is null for CMD_READ_VERSION and
-/// CMD_CONFIRM_TEST_MODE, which have none. A command without a check is answered as not supported.
-Reply CarryOut(unsigned char code, const unsigned char* request);
+    std::map<unsigned char, Check> m_checks;
+};
 
 }  // namespace TestApp

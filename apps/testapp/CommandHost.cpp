@@ -3,14 +3,16 @@
 
 #include <cstdio>
 
-#include "apps/testapp/Checks.h"
 #include "common/OstrelAccess.h"
 
 namespace TestApp {
 
 namespace OstrelAccess = Common::OstrelAccess;
 
-CommandHost::CommandHost(UART::CUARTMgr& manager) : EventHostGeneric("testapp"), m_manager(manager) {}
+CommandHost::CommandHost(UART::CUARTMgr& manager, const std::string& images)
+    : EventHostGeneric("testapp"), m_manager(manager), m_checks(images)
+{
+}
 
 int CommandHost::OnRecvMessage(Ostrel::Event::EventMessage* message)
 {
@@ -19,7 +21,7 @@ int CommandHost::OnRecvMessage(Ostrel::Event::EventMessage* message)
     }
     const unsigned char code = *static_cast<const unsigned char*>(OstrelAccess::Param1(*message));
     const auto* const request = static_cast<const unsigned char*>(OstrelAccess::Param2(*message));
-    const Reply reply = CarryOut(code, request);
+    const Reply reply = m_checks.CarryOut(code, request);
     if (m_manager.SendPacket(code, reply.data(), reply.size()) != 0) {
         std::fprintf(stderr, "testapp: the reply to command %d could not be sent\n", code);
     }

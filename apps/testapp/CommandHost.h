@@ -1,6 +1,9 @@
 // The test application's host on the event bus.
 #pragma once
 
+#include <string>
+
+#include "apps/testapp/Checks.h"
 #include "ostrel/EventHostGeneric.h"
 #include "uart/CUARTMgr.h"
 
@@ -10,13 +13,15 @@ namespace TestApp {
 /// thread.
 class CommandHost : public Ostrel::Event::EventHostGeneric {
 public:
-    /// `manager` sends the replies and outlives the host's registration.
-    explicit CommandHost(UART::CUARTMgr& manager);
+    /// `manager` sends the replies and outlives the host's registration; `images` is the folder of the touch test's
+    /// images.
+    CommandHost(UART::CUARTMgr& manager, const std::string& images);
 
     int OnRecvMessage(Ostrel::Event::EventMessage* message) override;
 
 private:
     UART::CUARTMgr& m_manager;
+    Checks m_checks;
 };
 
 }  // namespace TestApp

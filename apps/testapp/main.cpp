@@ -6,13 +6,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "apps/testapp/CommandHost.h"
+#include "apps/testapp/DisplayChecks.h"
 #include "common/CEventRoute.h"
 #include "uart/CUARTMgr.h"
 
@@ -20,6 +23,26 @@ namespace {
 
 using Common::Event::CEventRoute;
 using UART::CUARTMgr;
+
+/// Where the images of the touch test are, built and installed alike.
+std::string DefaultImages()
+{
+    std::error_code withoutProc;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", withoutProc);
+    return (program.parent_path() / TESTAPP_IMAGES).lexically_normal();
+}
+
+/// Which of the images in a folder cannot be read, or nothing.
+std::string CheckImages(const std::string& folder)
+{
+    for (const char* const image : {TestApp::TARGET_IMAGE, TestApp::CONFIRMATION_IMAGE}) {
+        const std::string path = folder + '/' + image;
+        if (access(path.c_str(), R_OK) != 0) {
+            return "cannot read " + path + ": " + std::strerror(errno);
+        }
+    }
+    return "";
+}
 
 struct Options {
     std::string port;
@@ -29,6 +52,7 @@ struct Options {
     int parity = 0;
     bool flowControl = false;
     int boardType = 1;
+    std::string images = DefaultImages();
 };
 
 void Define(CLI::App& app, Options& options)
@@ -46,6 +70,10 @@ void Define(CLI::App& app, Options& options)
     app.add_flag("--flow-control", options.flowControl, "RTS/CTS hardware flow control");
     app.add_option("--board-type", options.boardType, "This board's type (default: 1)")
         ->check(CLI::IsMember({1, 3, 5}));
+    app.add_option("--images", options.images,
+                   "The folder of the touch test's images (default: " + options.images + ")")
+        ->type_name("DIR")
+        ->check(CheckImages);
 }
 
 /// The signals that end the application. Blocked before any thread exists, they wait for the main thread.
@@ -88,9 +116,12 @@ int Serve(const Options& options)
         std::fprintf(stderr, "testapp: cannot use %s: %s\n", options.port.c_str(), fault.c_str());
         return EXIT_FAILURE;
     }
+    if (const std::string fault = CheckImages(options.images); !fault.empty()) {
+        std::fprintf(stderr, "testapp: %s: the touch test will fail\n", fault.c_str());
+    }
     const sigset_t endSignals = BlockEndSignals();
     CUARTMgr* const manager = CUARTMgr::GetInstance("testapp", static_cast<char>(options.boardType));
-    TestApp::CommandHost host(*manager);
+    TestApp::CommandHost host(*manager, options.images);
     if (CEventRoute::Register(&host, "0x1") != 0) {
         std::fputs("testapp: the event bus does not take the application's host\n", stderr);
         CUARTMgr::DestroyInstance();

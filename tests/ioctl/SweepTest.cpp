@@ -1,11 +1,13 @@
 // Every system call of every check fails in turn: the calls are those that the check was seen to make.
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <functional>
 #include <map>
 
 #include <unistd.h>
 
+#include "ioctl/CFBLib.h"
 #include "ioctl/CFileTest.h"
 #include "ioctl/CGPIOTest.h"
 #include "ioctl/CNetTest.h"
@@ -180,6 +182,23 @@ int VerifyFile()
     return result;
 }
 
+/// The first step that fails ends it.
+int UseDisplay()
+{
+    IOCTL::CFBLib display;
+    const bool isReady =
+        display.Open() == 0 && display.SetInfo(32, 0, 0, 8, 8) == 0 && display.InitializeScreenBuffer() == 0;
+    return isReady ? display.SetDisplayBrightness(50) : -1;
+}
+
+int LoadImage()
+{
+    IOCTL::tBMP bmp = {};
+    const int result = IOCTL::CFBLib().CreateBitmap(&bmp, IMAGES "rgb24_header40.bmp");
+    std::free(bmp.pData);
+    return result;
+}
+
 /// Runs the monitor thread for a few reads. -1 when the port does not open, else the result of starting the thread.
 int Monitor(const Sim::Recording& recording)
 {
@@ -218,6 +237,22 @@ const Operation OPERATIONS[] = {
     {"SetSysTime",
      Plain([] { return IOCTL::CSysTime().SetSysTime(26, 11, 16, 16, 21, 35); }),
      {{"open", {-1, 1, {}}}, {"ioctl", {-1, 1, {}}}}},
+    {"Display",
+     Plain(UseDisplay),
+     {{"open", {-1, 1, {"[E] [FB] /dev/fb0 open error"}}},
+      {"ioctl", {-1, 1, {"[E] [SetInfo] SET_OSD_INFO error"}}},
+      {"2 ioctl", {-1, 1, {"[E] [InitializeScreenBuffer] FBIOGET_VSCREENINFO error"}}},
+      {"mmap", {-1, 1, {"[E] [InitializeScreenBuffer] mmap error"}}},
+      {"3 ioctl", {-1, 1, {}}}}},
+    {"CreateBitmap",
+     Plain(LoadImage),
+     {{"open", {-1, 2, {"[E] [CreateBitmap] BMP File Open Error"}}},
+      {"lseek", {-1, 2, {"[E] [CreateBitmap] LINE(242) - lseek returned 5"}}},
+      {"read", {-1, 2, {"[E] [CreateBitmap] LINE(249) - read returned 5"}}},
+      {"short read", {-1, 2, {"[E] [CreateBitmap] no 24bit bmp"}}},  // the second header follows at once
+      {"2 read", {-1, 2, {"[E] [CreateBitmap] LINE(260) - read returned 5"}}},
+      {"2 lseek", {-1, 2, {"[E] [CreateBitmap] LINE(280) - lseek returned 5"}}},
+      {"3 read", {-1, 2, {"[E] [CreateBitmap] LINE(292) - read returned 5"}}}}},
     {"PingTest",
      Plain([] { return IOCTL::CNetTest().PingTest("192.0.2.1"); }),
      {{"socket", {-1, 2, {"[E] [ping] socket error"}}},

@@ -43,7 +43,7 @@ protected:
 TEST_P(Faults, FailTheChecksThatTheyDeclare)
 {
     const std::string record = m_board + "/unit.json";
-    Program station({STATION_PROGRAM, "--port", m_board + "/ttyS0", "run", "--json", record});
+    Program station({STATION_PROGRAM, "--port", m_board + "/ttyS0", "--timeout", "10", "run", "--json", record});
     const Names declared(GetParam().checks.begin(), GetParam().checks.end());
     EXPECT_EQ(station.Finish(), declared.empty() ? 0 : 1) << station.Output();
     Names failed;
@@ -54,7 +54,7 @@ TEST_P(Faults, FailTheChecksThatTheyDeclare)
         }
     }
     EXPECT_EQ(failed, declared) << station.Output();
-    EXPECT_EQ(checks.size(), 20U) << station.Output();
+    EXPECT_EQ(checks.size(), 24U) << station.Output();
 }
 
 std::string TestName(const testing::TestParamInfo<Sim::BoardFault>& info)

@@ -1,7 +1,7 @@
 // The words and values for what comes back.
 #include <nlohmann/json.hpp>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "FakeBoard.h"
 #include "apps/station/Report.h"
@@ -11,6 +11,7 @@ using namespace Station;
 namespace {
 
 constexpr unsigned char DEVICE = UART::CMD_EXT_DEVICE_TEST;
+constexpr unsigned char DISPLAY = UART::CMD_LCD_BLU_TEST;
 constexpr unsigned char CLOCK = UART::CMD_RTC_TEST;
 
 /// Data bytes: a number first, then a text.
@@ -46,8 +47,23 @@ TEST(JudgeTest, WordsAndValues)
     EXPECT_EQ(Judged(DEVICE, With(3, "eth0"), With(0, "10.\x07")),
               R"(PASS: eth0 has 10.? {"interface":"eth0","address":"10.?"})");
     EXPECT_EQ(Judged(DEVICE, {4}, {1}), "FAIL: the check failed on the board: see the board's system log");
-    EXPECT_EQ(Judged(UART::CMD_TOUCH_TEST, {30}, {0, 0, 30, 0, 31, 2, 0xEE, 0, 30, 0xFF, 0xFF}),
-              R"(PASS: touched 30,31 750,30 -1,0 0,0 0,0 {"touches":[30,31,750,30,-1,0,0,0,0,0]})");
+}
+
+TEST(JudgeTest, DisplayAndTouches)
+{
+    EXPECT_EQ(Judged(DISPLAY, {}, {0}), R"(PASS: black {"action":0,"level":0})");
+    EXPECT_EQ(Judged(DISPLAY, {3, 128}, {0}), R"(PASS: dimmed to 128 of 256 {"action":3,"level":128})");
+    EXPECT_EQ(Judged(DISPLAY, {5}, {0}), R"(PASS: ok {"action":5,"level":0})");
+    EXPECT_EQ(Judged(DISPLAY, {4, 9}, {1}),
+              R"(FAIL: the display cannot be used: check /dev/fb0 and the display's driver {"action":4,"level":9})");
+    Bytes touches = {0, 0, 30, 0, 31, 2, 0xEE, 0, 0};
+    EXPECT_EQ(Judged(UART::CMD_TOUCH_TEST, {30}, touches),
+              R"(PASS: touched 30,31 750,0 0,0 0,0 0,0 {"touches":[30,31,750,0,0,0,0,0,0,0]})");
+    touches[0] = 1;
+    EXPECT_EQ(Judged(UART::CMD_TOUCH_TEST, {30}, touches),
+              "FAIL: the touch test failed after 2 of 5 touches: check the display and the touch panel, and see the "
+              R"(board's system log {"touches":[30,31,750,0,0,0,0,0,0,0]})");
+    EXPECT_THAT(Judged(UART::CMD_TOUCH_TEST, {30}, {1}), testing::HasSubstr("failed after 0 of 5 touches"));
 }
 
 TEST(JudgeTest, StatusAndBoardType)

@@ -6,6 +6,16 @@
 using Station::Bytes;
 using Station::MakeFrame;
 
+Bytes TouchBytes(const Station::Points& points)
+{
+    Bytes bytes;
+    for (const int number : Station::ToNumbers(points)) {
+        bytes.push_back(static_cast<unsigned char>(number >> 8));
+        bytes.push_back(static_cast<unsigned char>(number));
+    }
+    return bytes;
+}
+
 FakeBoard::FakeBoard(Answer answer)
     : m_answer(std::move(answer)),
       m_station(open(Port().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)),
@@ -29,6 +39,13 @@ void FakeBoard::ReplyTime(const Bytes& request, int later) const
 {
     Bytes data = Station::ClockBytes(StationTime() + later);
     data.insert(data.begin(), 0);
+    Reply(request, data);
+}
+
+void FakeBoard::ReplyTouches(const Bytes& request, unsigned char status, const Station::Points& points) const
+{
+    Bytes data = TouchBytes(points);
+    data.insert(data.begin(), status);
     Reply(request, data);
 }
 
@@ -56,6 +73,8 @@ void FakeBoard::Healthy(FakeBoard& board, const Bytes& received)
         return board.Reply(received, {0});
     case UART::CMD_GPI_TEST:
         return board.Reply(received, {0, board.m_outputs[0], board.m_outputs[1]});
+    case UART::CMD_TOUCH_TEST:
+        return board.ReplyTouches(received, 0, {{{50, 53}, {750, 50}, {750, 430}, {50, 430}, {400, 240}}});
     case UART::CMD_RTC_TEST:
         return board.ReplyTime(received);
     case UART::CMD_ADC_IN_TEST:

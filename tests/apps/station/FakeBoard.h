@@ -29,13 +29,15 @@ public:
     void Reply(const Station::Bytes& request, const Station::Bytes& data) const;
     /// Sends the station's local time, so many seconds later.
     void ReplyTime(const Station::Bytes& request, int later = 0) const;
+    void ReplyTouches(const Station::Bytes& request, unsigned char status, const Station::Points& points) const;
     /// Waits until the port holds this many bytes that nobody has read.
     void AwaitUnread(int count) const;
     /// Lets the line vanish; to be called by the answer.
     void HangUp() { m_pty.Close(); }
 
     /// Answers like a healthy board of type 1: inputs are wired to outputs (at first 3F 00), its clock shows the
-    /// station's time, and it has no check for ADC, speaker, RAM and flash.
+    /// station's time, the targets of the touch test are touched within 3 pixels, and it has no check for ADC, speaker,
+    /// RAM and flash.
     static void Healthy(FakeBoard& board, const Station::Bytes& received);
 
 private:
@@ -61,6 +63,11 @@ struct Bench {
         return record;
     }
 
+    Station::RunRecord Run(const Station::Policy& policy, const std::vector<Station::Check>& plan)
+    {
+        return Run(PlanChecks(link, policy, plan, [](const Station::Check&) {}));
+    }
+
     Station::RunRecord Run(const std::vector<Station::Step>& steps)
     {
         Station::RunRecord run;
@@ -73,6 +80,9 @@ struct Bench {
     Station::SerialPort port;
     Station::Link link{port, 1, stop};
 };
+
+/// Points as they stand in a reply, behind the status.
+Station::Bytes TouchBytes(const Station::Points& points);
 
 /// The station's local time, as the board counts.
 inline std::time_t StationTime()

@@ -13,14 +13,14 @@ using testing::StartsWith;
 namespace {
 
 /// What comes of those checks of a fresh plan whose names begin like this, carried out on a board.
-std::vector<std::string> Results(const std::string& start, FakeBoard::Answer answer)
+std::vector<std::string> Results(const std::string& start, FakeBoard::Answer answer, const PlanSettings& settings = {})
 {
-    std::vector<Check> plan = MakePlan({});
+    std::vector<Check> plan = MakePlan(settings);
     const auto others = [&start](const Check& check) { return check.name.compare(0, start.size(), start) != 0; };
     plan.erase(std::remove_if(plan.begin(), plan.end(), others), plan.end());
     Bench bench(std::move(answer));
     std::vector<std::string> results;
-    for (const CheckRecord& check : bench.Run(PlanChecks(bench.link, {0, Seconds{20}}, plan)).checks) {
+    for (const CheckRecord& check : bench.Run({0, Seconds{20}}, plan).checks) {
         results.push_back(Told(check.result, check.message));
     }
     return results;
@@ -42,6 +42,42 @@ TEST(PlanTest, InputsFollowThePatternAndItsInverse)
     EXPECT_THAT(Results("CMD_GPI", stuck),
                 ElementsAre("FAIL: inputs A5 C3, expected A5 3C: check the wiring from outputs to inputs",
                             "FAIL: inputs A5 C3, expected 5A C3: check the wiring from outputs to inputs"));
+}
+
+TEST(PlanTest, TouchesThatAreOffTheTargetsOfTheScreenAreListed)
+{
+    PlanSettings settings;
+    settings.tolerance = 2;
+    EXPECT_THAT(
+        Results("CMD_TOUCH", FakeBoard::Healthy, settings),
+        ElementsAre("FAIL: top-left 50,53 expected 50,50: off by 3 px: check the touch panel's calibration, and "
+                    "--screen"));
+    settings.tolerance = 20;
+    settings.screen = {900, 480};
+    EXPECT_THAT(Results("CMD_TOUCH", FakeBoard::Healthy, settings),
+                ElementsAre(StartsWith("FAIL: top-right 750,50 expected 850,50: off by 100 px; bottom-right 750,430 "
+                                       "expected 850,430: off by 100 px; centre 400,240 expected 450,240: off by 50 "
+                                       "px: check")));
+}
+
+TEST(PlanTest, PicturesStayAsLongAsSomebodyLooksAtThem)
+{
+    std::vector<std::pair<std::chrono::steady_clock::time_point, Bytes>> shown;
+    const auto healthy = [&shown](FakeBoard& board, const Bytes& received) {
+        shown.emplace_back(std::chrono::steady_clock::now(), Bytes{received[3], received[4]});
+        FakeBoard::Healthy(board, received);
+    };
+    PlanSettings settings;
+    settings.view = 0.2;
+    EXPECT_THAT(Results("CMD_LCD", healthy, settings),
+                ElementsAre("PASS: black", "PASS: white", "PASS: colour bars", "PASS: dimmed to 128 of 256",
+                            "PASS: brightness 100"));
+    ASSERT_EQ(shown.size(), 5U);
+    for (std::size_t i = 1; i < shown.size(); ++i) {
+        EXPECT_GE(shown[i].first - shown[i - 1].first, std::chrono::milliseconds(200)) << "picture " << i;
+    }
+    EXPECT_EQ(shown[3].second, (Bytes{3, 128}));
+    EXPECT_EQ(shown[4].second, (Bytes{4, 100}));
 }
 
 TEST(PlanTest, ClockIsSetToTheStationsTimeAndRunsOn)

@@ -39,21 +39,39 @@ TEST(ProgramTest, RunOfHealthyBoardPassesItsTargetsAndWritesRecords)
     const std::string json = TemporaryPath("record.json");
     const std::string junit = TemporaryPath("record.xml");
     const std::string file = "/tmp/" + std::string(19, 'f');
-    const std::string output = Expect(0, board.Port(),
-                                      {"run", "--json", json, "--junit", junit, "--unit", "A-17", "--disk", "2",
-                                       "--file", file, "--ping", "192.0.2.1", "--interface", "eth0"});
+    const std::string output =
+        Expect(0, board.Port(),
+               {"run", "--json", json, "--junit", junit, "--unit", "A-17", "--disk", "2", "--file", file, "--ping",
+                "192.0.2.1", "--interface", "eth0", "--screen", "806x480"});
     EXPECT_THAT(output, testing::AllOf(HasSubstr("  1  CMD_READ_VERSION             PASS"),
                                        HasSubstr("inputs 5A C3, as driven\n"), HasSubstr("disk 2 mounts\n"),
                                        HasSubstr(file + " reads back"), HasSubstr("answer from 192.0.2.1\n"),
-                                       HasSubstr("eth0 has"),
-                                       HasSubstr("\nPASS: 16 passed, 0 failed, 4 skipped, 20 of 20 checks in ")));
+                                       HasSubstr("eth0 has"), HasSubstr("5 points within 6 px\n"),
+                                       HasSubstr("\nPASS: 20 passed, 0 failed, 4 skipped, 24 of 24 checks in ")));
     const nlohmann::json record = nlohmann::json::parse(Content(json));
     EXPECT_EQ(record["unit"], "A-17");
-    EXPECT_EQ(record["checks"].size(), 20U);
+    EXPECT_EQ(record["checks"].size(), 24U);
     EXPECT_EQ(record["checks"][3]["values"], nlohmann::json::parse(R"({"inputs": [165, 60], "expected": [165, 60]})"));
-    EXPECT_THAT(Content(junit), HasSubstr(R"(tests="20" failures="0" errors="0" skipped="4")"));
+    EXPECT_EQ(record["checks"][23]["values"], nlohmann::json::parse(R"({
+        "touches": [50, 53, 750, 50, 750, 430, 50, 430, 400, 240],
+        "expected": [50, 50, 756, 50, 756, 430, 50, 430, 403, 240]})"));
+    EXPECT_THAT(Content(junit), HasSubstr(R"(tests="24" failures="0" errors="0" skipped="4")"));
     std::filesystem::remove(json);
     std::filesystem::remove(junit);
+}
+
+TEST(ProgramTest, PersonAtATerminalIsToldWhatToDo)
+{
+    const std::string task = "Touch the five targets";
+    FakeBoard board(FakeBoard::Healthy);
+    const std::string command = std::string(STATION_PROGRAM) + " --port " + board.Port() + " send ";
+    Program atTerminal({"script", "-qec", command + "touch_test 30", "/dev/null"});
+    EXPECT_EQ(atTerminal.Finish(), 0);
+    EXPECT_THAT(atTerminal.Output(), testing::ContainsRegex(task + ".*\n.*10  CMD_TOUCH_TEST +PASS"));
+    Program another({"script", "-qec", command + "gpi_test", "/dev/null"});
+    EXPECT_EQ(another.Finish(), 0);
+    EXPECT_THAT(another.Output(), testing::Not(HasSubstr("Touch")));
+    EXPECT_THAT(Expect(0, board.Port(), {"send", "touch_test", "30"}), testing::Not(HasSubstr(task)));
 }
 
 TEST(ProgramTest, FailedCheckGivesExitCodeOne)
@@ -61,7 +79,7 @@ TEST(ProgramTest, FailedCheckGivesExitCodeOne)
     FakeBoard board([](FakeBoard& self, const Bytes& received) {
         received[2] == UART::CMD_RTC_TEST ? self.Reply(received, {1}) : FakeBoard::Healthy(self, received);
     });
-    EXPECT_THAT(Expect(1, board.Port(), {"run"}), HasSubstr("\nFAIL: 14 passed, 2 failed, 4 skipped"));
+    EXPECT_THAT(Expect(1, board.Port(), {"run"}), HasSubstr("\nFAIL: 18 passed, 2 failed, 4 skipped"));
     EXPECT_THAT(Expect(0, board.Port(), {"bad-frames"}), HasSubstr("\nPASS: 5 passed"));
     EXPECT_THAT(Expect(0, board.Port(), {"--hex", "send", "comm_test", "run", "0x31"}),
                 testing::AllOf(HasSubstr("> 5A 01 02 72 75 6E 31 00"), HasSubstr("< 5A 01 02 00")));
@@ -88,6 +106,9 @@ TEST(ProgramTest, CannotRun)
         {"run", "--file", "/mnt/usb/" + std::string(16, 'a')},
         {"run", "--ping", "example.com"},
         {"run", "--interface", std::string(16, 'a')},
+        {"run", "--screen", "800"},
+        {"run", "--screen", "99x480"},
+        {"run", "--tolerance", "-1"},
         {"send", "no_such_command"},
         {"send", "comm_test", "256"},
     };
@@ -113,7 +134,7 @@ TEST(ProgramTest, InterruptedRunWritesItsRecord)
     }
     program.Signal(SIGINT);
     EXPECT_EQ(program.Finish(), 2) << program.Output();
-    EXPECT_THAT(program.Output(), HasSubstr("ABORTED: 15 passed, 0 failed, 4 skipped, 20 of 20 checks"));
+    EXPECT_THAT(program.Output(), HasSubstr("ABORTED: 19 passed, 0 failed, 4 skipped, 24 of 24 checks"));
     const nlohmann::json record = nlohmann::json::parse(Content(json));
     EXPECT_EQ(record["aborted"], true);
     EXPECT_EQ(record["checks"].back()["result"], "ABORTED");

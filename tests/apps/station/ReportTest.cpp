@@ -78,6 +78,14 @@ TEST(ReportTest, JUnitCountsAndEscapes)
     EXPECT_THAT(xml, HasSubstr(R"(<property name="unit" value="A&lt;1&gt;&amp;&quot;2&quot;"/>)"));
     EXPECT_THAT(xml, HasSubstr(R"(<testcase classname="station" name="CMD_GPI_TEST" time="0.250">)"
                                "\n      <failure message=\"a &lt; b?\"/>"));
+    EXPECT_THAT(xml, HasSubstr(R"(name="CMD_READ_VERSION" time="0.250">
+      <properties>
+        <property name="bits" value="[1,0,1]"/>
+        <property name="library" value="0.1.0"/>
+        <property name="code" value="3"/>
+        <property name="answered" value="false"/>
+      </properties>
+      <system-out>)"));
     EXPECT_THAT(xml, HasSubstr(R"(<skipped message="not supported"/>)"));
 }
 

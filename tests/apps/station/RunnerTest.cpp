@@ -109,6 +109,15 @@ TEST(RunnerTest, RepeatsOnceAfterSilenceDamageAndErrorFrame)
     EXPECT_LT(damaged.traffic.back().at, Seconds{30}) << "it waited until the time was up";
 }
 
+TEST(RunnerTest, DoesNotRepeatAfterSilenceWhatSomebodyIsWaitedFor)
+{
+    EXPECT_EQ(
+        Told(Bench(Silent).Check(UART::CMD_TOUCH_TEST, Seconds{0.2})),
+        "FAIL: no answer within 0.2 s: check the serial cable and the board's test application; or nobody touched "
+        "the targets, or the touch panel is silent >");
+    EXPECT_EQ(Bench(FirstTime(Refuse)).Check(UART::CMD_TOUCH_TEST).attempts, 2);
+}
+
 TEST(RunnerTest, LeavesTheLineQuietBeforeItRepeats)
 {
     // As the real board does after a stray byte: what follows at once is shifted as well.
@@ -129,7 +138,7 @@ TEST(RunnerTest, LostPortEndsRunAndKeepsWhatWasDone)
     });
     const Policy policy;
     const std::vector<Check> plan = MakePlan({});
-    const RunRecord run = bench.Run(PlanChecks(bench.link, policy, plan));
+    const RunRecord run = bench.Run(policy, plan);
     ASSERT_EQ(run.checks.size(), 4U);
     EXPECT_EQ(run.checks[2].result, Result::Pass);
     EXPECT_THAT(Told(run.checks[3]), testing::MatchesRegex("ABORTED: .* is gone.* >"));
@@ -144,7 +153,7 @@ TEST(RunnerTest, StopFlagEndsRunWhileItWaits)
     bench.link.OnWait([&bench](Seconds, Seconds) { bench.stop = true; });
     const Policy policy{1, Seconds{60}};
     const std::vector<Check> plan = MakePlan({});
-    const RunRecord run = bench.Run(PlanChecks(bench.link, policy, plan));
+    const RunRecord run = bench.Run(policy, plan);
     ASSERT_EQ(run.checks.size(), 1U);
     EXPECT_EQ(Told(run.checks[0]), "ABORTED: interrupted >");
     EXPECT_EQ(run.abortReason, "interrupted");

@@ -1,9 +1,12 @@
 // The test application as its station and its user see it, on the simulated board.
 #include <csignal>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <png.h>
 
 #include "tests/support/Link.h"
 #include "tests/support/Program.h"
@@ -31,27 +34,72 @@ Bytes Text(const std::string& text, Bytes before = {})
     return before.append(text.begin(), text.end());
 }
 
+using Pixels = std::vector<std::uint32_t>;
+
+/// The colours of the eight vertical bars on a screen of that size.
+Pixels ColourBars(std::size_t width, std::size_t height)
+{
+    constexpr std::uint32_t COLOURS[] = {0xFFFFFF, 0xFFFF00, 0x00FFFF, 0x00FF00, 0xFF00FF, 0xFF0000, 0x0000FF, 0};
+    Pixels pixels(width * height);
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        pixels[i] = COLOURS[i % width * 8 / width];
+    }
+    return pixels;
+}
+
+/// What `setAlpha` of 128 leaves of a picture of the strongest colours.
+Pixels Halved(Pixels pixels)
+{
+    for (std::uint32_t& pixel : pixels) {
+        pixel = pixel / 0xFF * 0x7F;
+    }
+    return pixels;
+}
+
+/// The pixels of a PNG file with their alpha; none when it cannot be read.
+Pixels Picture(const std::string& path)
+{
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    Pixels pixels;
+    if (png_image_begin_read_from_file(&image, path.c_str()) != 0) {
+        image.format = PNG_FORMAT_RGBA;
+        pixels.resize(std::size_t{image.width} * image.height);
+        EXPECT_NE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0) << path;
+    }
+    return pixels;
+}
+
 class TestApp : public testing::Test {
 protected:
     void TearDown() override
     {
-        close(m_line);
-        m_program.reset();
+        Stop();
         std::filesystem::remove_all(m_board);
+        std::filesystem::remove(m_picture);
     }
 
-    void Start(const std::string& port)
+    /// Lets another board be started.
+    void Stop()
     {
-        m_program = std::make_unique<Program>(std::vector<std::string>{
-            SIMBOARD_PROGRAM, "--dir", m_board, "--", TESTAPP_PROGRAM, "--port", port, "--board-type", "5"});
+        close(m_line);
+        m_program.reset();
+    }
+
+    void Start(const std::string& port, const std::vector<std::string>& boardOptions = {})
+    {
+        std::vector<std::string> command = {SIMBOARD_PROGRAM, "--dir", m_board};
+        command.insert(command.end(), boardOptions.begin(), boardOptions.end());
+        command.insert(command.end(), {"--", TESTAPP_PROGRAM, "--port", port, "--board-type", "5"});
+        m_program = std::make_unique<Program>(command);
         ASSERT_TRUE(WaitFor([this] { return m_program->Output().find("waiting for commands") != std::string::npos; }))
             << m_program->Output();
     }
 
     /// Starts it on the board's serial line.
-    void StartOnLine()
+    void StartOnLine(const std::vector<std::string>& boardOptions = {})
     {
-        ASSERT_NO_FATAL_FAILURE(Start("/dev/ttyS0"));
+        ASSERT_NO_FATAL_FAILURE(Start("/dev/ttyS0", boardOptions));
         m_line = open((m_board + "/ttyS0").c_str(), O_RDWR | O_NOCTTY);
         ASSERT_GT(m_line, 0);
     }
@@ -71,7 +119,28 @@ protected:
         }
     }
 
+    /// What is on the board's screen.
+    [[nodiscard]] Pixels Screen() const
+    {
+        const std::string content = Support::Content(m_board + "/screen");
+        Pixels pixels(content.size() / sizeof(Pixels::value_type));
+        std::memcpy(pixels.data(), content.data(), content.size());
+        return pixels;
+    }
+
+    /// Expects that the program ends soon after a signal, without the check that it is waiting for.
+    void ExpectToEndSoon(int signal) const
+    {
+        const auto start = std::chrono::steady_clock::now();
+        m_program->Signal(signal);
+        EXPECT_EQ(m_program->Finish(), 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3))
+            << "two seconds, and a slow machine";
+        EXPECT_THAT(m_program->Output(), HasSubstr("a check is still in progress"));
+    }
+
     std::string m_board = Support::TemporaryPath("board");
+    std::string m_picture = Support::TemporaryPath("screen.png");
     std::unique_ptr<Program> m_program;
     int m_line = -1;
 };
@@ -92,7 +161,6 @@ TEST_F(TestApp, CarriesOutEveryCommandOnAHealthyBoard)
         {"file that cannot be written", CMD_EXT_DEVICE_TEST, Text("/nonexistent/a", {1}), {1, 1}},
         {"ping", CMD_EXT_DEVICE_TEST, Text("127.0.0.1", {2}), {0}},
         {"address", CMD_EXT_DEVICE_TEST, Text("lo", {3}), Text("127.0.0.1", {0})},
-        {"display", CMD_LCD_BLU_TEST, {2}, {2}},
         {"clock set", CMD_RTC_TEST, {1, 26, 11, 16, 16, 21, 35}, {0, 26, 11, 16, 16, 21, 35, 1}},
         {"clock set to a leap day", CMD_RTC_TEST, {1, 0, 2, 29, 23, 58, 0}, {0, 0, 2, 29, 23, 58, 0, 2}},
         {"confirmation", CMD_CONFIRM_TEST_MODE, {}, {0}},
@@ -100,6 +168,62 @@ TEST_F(TestApp, CarriesOutEveryCommandOnAHealthyBoard)
     const Bytes clock = Answer(Frame(1, CMD_RTC_TEST, {0}));
     EXPECT_EQ(clock.substr(2, 6), (Bytes{CMD_RTC_TEST, 0, 0, 2, 29, 23})) << "it runs on from what it was set to";
     EXPECT_EQ(std::filesystem::file_size(m_board + "/usb/123456789012345"), 1024U);
+}
+
+TEST_F(TestApp, DrawsOnTheWholeScreen)
+{
+    constexpr unsigned char LCD = UART::CMD_LCD_BLU_TEST;
+    constexpr std::size_t WIDTH = 101;
+    constexpr std::size_t HEIGHT = 3;
+    const Pixels bars = ColourBars(WIDTH, HEIGHT);
+    struct Step {
+        Exchange exchange;
+        Pixels screen;
+    };
+    const Step steps[] = {
+        {{"white", LCD, {1}, {0}}, Pixels(WIDTH * HEIGHT, 0xFFFFFFFF)},
+        {{"black", LCD, {0, 1}, {0}}, Pixels(WIDTH * HEIGHT, 0)},
+        {{"colour bars", LCD, {2}, {0}}, bars},
+        {{"brightness", LCD, {4, 100}, {0}}, bars},
+        {{"brightness that the driver refuses", LCD, {4, 101}, {1}}, bars},
+        {{"dim", LCD, {3, 128}, {0}}, Halved(bars)},
+        {{"dim to nothing", LCD, {3, 0}, {0}}, Pixels(WIDTH * HEIGHT, 0)},
+    };
+    ASSERT_NO_FATAL_FAILURE(StartOnLine({"--screen", "101x3"}));
+    for (const Step& step : steps) {
+        Expect({step.exchange});
+        EXPECT_TRUE(Screen() == step.screen) << step.exchange.what;
+    }
+}
+
+TEST_F(TestApp, TouchTestReportsThePointsAndLeavesThePictureOfTheReadme)
+{
+    ASSERT_NO_FATAL_FAILURE(StartOnLine({"--screenshot", m_picture}));
+    Expect({
+        {"colour bars", UART::CMD_LCD_BLU_TEST, {2}, {0}},
+        {"other margin", UART::CMD_TOUCH_TEST, {0}, {0, 0,   19, 0,  19, 3,   11, 0,   19, 3,  11,
+                                                     1, 203, 0,  19, 1,  203, 1,  143, 0,  239}},
+        {"margin", UART::CMD_TOUCH_TEST, {30}, {0, 0,   49, 0,  49, 2,   237, 0,   49, 2,  237,
+                                                1, 173, 0,  49, 1,  173, 1,   143, 0,  239}},
+    });
+    m_program->Signal(SIGTERM);
+    EXPECT_EQ(m_program->Finish(), 0) << m_program->Output();
+    const Pixels expected = Picture(TOUCH_TEST_PICTURE);
+    ASSERT_EQ(expected.size(), 800U * 480U);
+    EXPECT_TRUE(Picture(m_picture) == expected) << "docs/touch-test.png is not what scripts/demo draws";
+}
+
+TEST_F(TestApp, FailsWithoutADisplayAndKeepsThePointsOfATouchPanelThatFails)
+{
+    ASSERT_NO_FATAL_FAILURE(StartOnLine({"--fault", "touch-unplugged"}));
+    Expect({{"two touches", UART::CMD_TOUCH_TEST, {30}, {1, 0, 49, 0, 49, 2, 237, 0, 49}}});
+    Stop();
+    ASSERT_NO_FATAL_FAILURE(StartOnLine({"--fault", "display-missing"}));
+    Expect({
+        {"display", UART::CMD_LCD_BLU_TEST, {0}, {1}},
+        {"brightness", UART::CMD_LCD_BLU_TEST, {4, 50}, {1}},
+        {"touch", UART::CMD_TOUCH_TEST, {30}, {1}},
+    });
 }
 
 TEST_F(TestApp, CallsBadRequestsBad)
@@ -115,6 +239,7 @@ TEST_F(TestApp, CallsBadRequestsBad)
         {"empty address", CMD_EXT_DEVICE_TEST, {2}, {3}},
         {"host name", CMD_EXT_DEVICE_TEST, Text("localhost", {2}), {3}},
         {"empty interface name", CMD_EXT_DEVICE_TEST, {3}, {3}},
+        {"unknown picture", CMD_LCD_BLU_TEST, {5, 50}, {3}},
         {"neither read nor set", CMD_RTC_TEST, {2, 26, 11, 16, 16, 21, 35}, {3}},
         {"month 0", CMD_RTC_TEST, {1, 26, 0, 16, 16, 21, 35}, {3}},
         {"30 February", CMD_RTC_TEST, {1, 26, 2, 30, 16, 21, 35}, {3}},
@@ -144,12 +269,16 @@ TEST_F(TestApp, EndsSoonAlsoWhileAReplyIsStuck)
     pty.Write(Frame(1, UART::CMD_CONFIRM_TEST_MODE));
     ASSERT_TRUE(
         WaitFor([this] { return Support::Content(m_board + "/syslog").find("EAGAIN write") != std::string::npos; }));
-    const auto start = std::chrono::steady_clock::now();
-    m_program->Signal(SIGINT);
-    EXPECT_EQ(m_program->Finish(), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3)) << "two seconds, and a slow machine";
-    EXPECT_THAT(m_program->Output(), HasSubstr("a check is still in progress"));
+    ExpectToEndSoon(SIGINT);
     close(held);
+}
+
+TEST_F(TestApp, EndsSoonAlsoWhileItWaitsForATouch)
+{
+    ASSERT_NO_FATAL_FAILURE(StartOnLine({"--fault", "touch-silent"}));
+    Support::WriteBytes(m_line, Frame(1, UART::CMD_TOUCH_TEST, {30}));
+    ASSERT_TRUE(WaitFor([this] { return m_program->Output().find("Touch2: ") != std::string::npos; }));
+    ExpectToEndSoon(SIGTERM);
 }
 
 TEST(TestAppOptions, AreRefusedWithAMessage)
@@ -165,6 +294,7 @@ TEST(TestAppOptions, AreRefusedWithAMessage)
         {{"--port", "x", "--board-type", "2"}, 2, "2 not in"},
         {{"--port", "x", "--data-bits", "9"}, 2, "9 not in range"},
         {{"--port", "x", "extra"}, 2, "extra"},
+        {{"--port", "x", "--images", "/no"}, 2, "cannot read /no/target.bmp: No such file"},
         {{"--port", "/nonexistent/port"}, 1, "cannot use /nonexistent/port: No such file"},
         {{"--port", "/dev/null"}, 1, "cannot use /dev/null: it is not a serial port"},
     };

@@ -1,0 +1,42 @@
+// The touch test: where its targets are, and how far from them the panel was touched.
+#pragma once
+
+#include <array>
+
+#include "apps/station/Commands.h"
+
+namespace Station {
+
+/// Pixels from the edges of the screen to the targets that the plan asks for.
+inline constexpr unsigned char TOUCH_MARGIN = 30;
+/// Width and height in pixels of the images by which the board's test application shows its targets.
+inline constexpr int TOUCH_IMAGE_SIZE = 40;
+
+/// The size of a screen in pixels.
+struct ScreenSize {
+    int width;
+    int height;
+};
+
+/// A place on the screen in pixels from its top left, or what the panel reports as one.
+struct Point {
+    int x;
+    int y;
+};
+
+/// In the order of the targets: top left, top right, bottom right, bottom left, centre.
+using Points = std::array<Point, 5>;
+
+/// The middles of the targets that a board shows `margin` pixels from the edges of its screen.
+Points TouchTargets(const ScreenSize& screen, int margin);
+
+/// The points of a reply; `values` are its bytes after the status. Targets that were not touched read 0,0.
+Points TouchedPoints(const Bytes& values);
+
+/// As a value of a record: x, y, x, y and so on.
+Numbers ToNumbers(const Points& points);
+
+/// Judges whether each target was touched at most `tolerance` pixels from its middle.
+void ExpectTouches(const Points& targets, int tolerance, const Bytes& values, Finding& finding);
+
+}  // namespace Station

@@ -1,0 +1,493 @@
+// The check of the touch panel: what it shows, records and logs while somebody touches the panel.
+#include "ioctl/CTouchTest.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdlib>
+#include <future>
+#include <memory>
+
+#include <gmock/gmock.h>
+#include <tslib.h>
+
+#include "tests/ioctl/Board.h"
+#include "tests/support/Bmp.h"
+#include "tests/support/Wait.h"
+
+namespace {
+
+using IOCTL::CTouchTest;
+using IOCTL::tTOUCHXY;
+using Sim::Fault;
+using Support::Bytes;
+using Support::Pattern;
+using Support::Pixels;
+using Support::Texts;
+
+constexpr int WIDTH = 64;
+constexpr int HEIGHT = 48;
+constexpr int TOUCHES = 5;
+constexpr auto DEFAULT_PANEL = "/dev/touchscreen/ucb1x00";
+constexpr auto WAITS = "[CTouchTest] [D] [Wait_TS] START";
+
+struct Point {
+    int x;
+    int y;
+};
+using Points = std::vector<Point>;
+
+/// The lines logged since the last call, with their logger in front and without the time of a sample.
+Texts TakeLines()
+{
+    Texts lines;
+    for (const Sim::LogLine& line : Sim::TakeLog()) {
+        const bool isSample = line.text.size() > 4 && std::isdigit(line.text[4]) != 0;
+        lines.push_back(line.identity + " " +
+                        (isSample ? "[D] TIME" + line.text.substr(line.text.find(':')) : line.text));
+    }
+    return lines;
+}
+
+void Append(Texts& lines, const Texts& more)
+{
+    lines.insert(lines.end(), more.begin(), more.end());
+}
+
+std::string Format(const char* format, int a, int b, int c = 0)
+{
+    char text[100];
+    std::snprintf(text, sizeof text, format, a, b, c);
+    return text;
+}
+
+/// The 20 bytes of five points.
+Bytes Packed(const Points& points)
+{
+    Bytes bytes;
+    for (const Point& point : points) {
+        for (const int value : {point.x, point.y}) {
+            bytes.push_back(static_cast<unsigned char>(static_cast<unsigned int>(value) >> 8));
+            bytes.push_back(static_cast<unsigned char>(value));
+        }
+    }
+    return bytes;
+}
+
+Bytes Result(CTouchTest& check)
+{
+    Bytes bytes(CTouchTest::RESULT_SIZE + 1, 0x5A);
+    check.GetTouchXY(bytes.data());
+    EXPECT_EQ(bytes.back(), 0x5A) << "more than 20 bytes are written";
+    bytes.pop_back();
+    return bytes;
+}
+
+/// What `StartTest` is given besides the images.
+struct Arguments {
+    const char* name;
+    int width, height, bmpWidth, bmpHeight, margin;
+    Points targets;
+};
+
+constexpr int TARGET_WIDTH = 6;
+constexpr int TARGET_HEIGHT = 5;
+constexpr int DONE_WIDTH = 4;
+constexpr int DONE_HEIGHT = 3;
+
+class Touching : public Support::Board {
+protected:
+    void SetUp() override
+    {
+        Board::SetUp();
+        Sim::SetScreenSize(WIDTH, HEIGHT);
+        setenv("TSLIB_CONFFILE", TS_CONF, 1);
+        unsetenv("TSLIB_TSDEVICE");
+        Sim::TakeLog();
+    }
+    void TearDown() override
+    {
+        unsetenv("TSLIB_CONFFILE");
+        unsetenv("TSLIB_TSDEVICE");
+        Board::TearDown();
+    }
+
+    int Start(const Arguments& arguments, const char* target, const char* done)
+    {
+        return m_check.StartTest(arguments.width, arguments.height, target, done, arguments.bmpWidth,
+                                 arguments.bmpHeight, arguments.margin);
+    }
+
+    Support::MemoryFile m_target{Support::BmpFile(TARGET_WIDTH, TARGET_HEIGHT, 1)};
+    Support::MemoryFile m_done{Support::BmpFile(DONE_WIDTH, DONE_HEIGHT, 2)};
+    CTouchTest m_check;
+};
+
+const Arguments WHOLE = {
+    "whole", WIDTH, HEIGHT, TARGET_WIDTH, TARGET_HEIGHT, 10, {{10, 10}, {48, 10}, {48, 33}, {10, 33}, {29, 21}}};
+
+/// A run of the check while the test looks at the screen and touches the panel.
+class CheckRun {
+public:
+    explicit CheckRun(std::function<int()> start) : m_result(std::async(std::launch::async, std::move(start))) {}
+
+    /// Waits until the check waits for a touch.
+    void AwaitWaiting()
+    {
+        EXPECT_TRUE(Support::WaitFor([&] {
+            Append(m_lines, TakeLines());
+            return IsOver() || std::count(m_lines.begin(), m_lines.end(), WAITS) > m_waits;
+        }));
+        ++m_waits;
+    }
+    int Finish()
+    {
+        const int result = m_result.get();
+        Append(m_lines, TakeLines());
+        return result;
+    }
+    [[nodiscard]] const Texts& Lines() const { return m_lines; }
+
+private:
+    [[nodiscard]] bool IsOver() const
+    {
+        return m_result.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
+
+    Texts m_lines;
+    std::ptrdiff_t m_waits = 0;
+    std::future<int> m_result;
+};
+
+void TouchAt(const Point& point)
+{
+    Sim::Touch({{point.x - 1, point.y + 2, 50}, {point.x, point.y, 40}, {0, 0, 0}});
+}
+
+Texts DrawLines(int width, int height)
+{
+    return {"[CFBLib] [D] [DrawBmp] START", "[CFBLib] [D] [DrawBmp] " + Format("%d %d\n", width, height),
+            "[CFBLib] [D] [DrawBmp] Success"};
+}
+
+const Texts START_LINES = {"[CFBLib] [D] [CFBLib] Logger Start.", "[CTouchTest] [D] [StartTest] START"};
+const Texts LOAD1_LINES = {"[CTouchTest] [D] [StartTest] Load bmp1", "[CFBLib] [D] [CreateBitmap] START"};
+const Texts LOAD2_LINES = {"[CTouchTest] [D] [StartTest] Load bmp2", "[CFBLib] [D] [CreateBitmap] START"};
+
+/// Of a run with those targets, each touched by `TouchAt`.
+Texts LinesOfRun(const Points& targets, const Points& touches)
+{
+    Texts lines = START_LINES;
+    Append(lines, LOAD1_LINES);
+    Append(lines, LOAD2_LINES);
+    for (std::size_t i = 0; i < TOUCHES; ++i) {
+        const auto& [x, y] = touches[i];
+        const std::string announcement = "[CTouchTest] [D] [StartTest] Touch " + std::to_string(i + 1);
+        lines.push_back(announcement + (i == 4 ? Format(" %d %d", targets[i].x, targets[i].y) : ""));
+        Append(lines, DrawLines(TARGET_WIDTH, TARGET_HEIGHT));
+        Append(lines, {WAITS, "[CTouchTest] [D] TIME: " + Format("%6d %6d %6d\n", x - 1, y + 2, 50),
+                       "[CTouchTest] [D] TIME: " + Format("%6d %6d %6d\n", x, y, 40),
+                       "[CTouchTest] [D] TIME: " + Format("%6d %6d %6d\n", x, y, 0), "[CTouchTest] [D] [Wait_TS] END",
+                       "[CTouchTest] [D] " + Format("x=%d y=%d\n", x, y)});
+        Append(lines, DrawLines(DONE_WIDTH, DONE_HEIGHT));
+    }
+    Append(lines, {"[CTouchTest] [D] [StartTest] END"});
+    return lines;
+}
+
+/// Puts an image into a picture of the screen, as far as it is inside the area.
+void Show(Pixels& screen, const Arguments& area, const Point& at, const Pixels& image, int width)
+{
+    for (std::size_t i = 0; i < image.size(); ++i) {
+        const int x = at.x + static_cast<int>(i) % width;
+        const int y = at.y + static_cast<int>(i) / width;
+        if (x >= 0 && y >= 0 && x < area.width && y < area.height) {
+            screen[static_cast<std::size_t>(y * WIDTH + x)] = image[i];
+        }
+    }
+}
+
+class TouchRun : public Touching, public testing::WithParamInterface<Arguments> {};
+
+TEST_P(TouchRun, ShowsATargetUntilItIsTouchedAndThenTheConfirmation)
+{
+    const Arguments& arguments = GetParam();
+    const Points touches = {{101, 199}, {300, 1000}, {70'000, -1}, {-70'000, 65'535}, {32'767, 256}};
+    {
+        IOCTL::CFBLib earlier;
+        ASSERT_EQ(earlier.Open() + earlier.InitializeScreenBuffer(), 0);
+        earlier.ScreenClear(1);
+    }
+    TakeLines();
+    const auto before = Support::OpenDescriptors();
+    testing::internal::CaptureStdout();
+    const auto begin = std::chrono::steady_clock::now();
+    CheckRun run([&] { return Start(arguments, m_target.Path(), m_done.Path()); });
+    Pixels screen(WIDTH * HEIGHT);
+    std::string printed;
+    for (std::size_t i = 0; i < TOUCHES; ++i) {
+        run.AwaitWaiting();
+        Show(screen, arguments, arguments.targets[i], Pattern(TARGET_WIDTH, TARGET_HEIGHT, 1), TARGET_WIDTH);
+        EXPECT_EQ(Sim::Screen(), screen) << "while waiting for touch " << i + 1;
+        TouchAt(touches[i]);
+        Show(screen, arguments, arguments.targets[i], Pattern(DONE_WIDTH, DONE_HEIGHT, 2), DONE_WIDTH);
+        printed += "[StartTest] Touch" + std::to_string(i + 1) + Format(": x=%d y=%d\n", touches[i].x, touches[i].y);
+    }
+    EXPECT_EQ(run.Finish(), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(400))
+        << "100 after each but the last";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
+    EXPECT_EQ(run.Lines(), LinesOfRun(arguments.targets, touches));
+    EXPECT_EQ(Sim::Screen(), screen);
+    EXPECT_EQ(Sim::DisplayArea(), (std::array<std::int32_t, 6>{0, 32, arguments.width, arguments.height, 0, 0}));
+    EXPECT_EQ(Result(m_check), Packed(touches));
+    EXPECT_EQ(Support::OpenDescriptors(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Places, TouchRun,
+    testing::Values(WHOLE, Arguments{"small_area", 61, 40, 4, 3, 0, {{0, 0}, {57, 0}, {57, 37}, {0, 37}, {28, 18}}},
+                    // Sizes that are not those of the images; half of -3 is -1.
+                    Arguments{"outside", 64, 48, 67, 51, -2, {{-2, -2}, {-1, -2}, {-1, -1}, {-2, -1}, {-1, -1}}}),
+    Support::CASE_NAME);
+
+double Now()
+{
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+class Waiting : public Touching {
+protected:
+    void Open()
+    {
+        setenv("TSLIB_TSDEVICE", PANEL, 1);
+        m_panel.reset(ts_open(PANEL, 0));
+        ASSERT_NE(m_panel, nullptr);
+        ASSERT_EQ(ts_config(m_panel.get()), 0);
+        Sim::TakeLog();
+    }
+
+    static constexpr auto PANEL = "/dev/input/event7";
+    std::unique_ptr<tsdev, decltype(&ts_close)> m_panel{nullptr, ts_close};
+    tTOUCHXY m_point = {-5, -6};
+};
+
+TEST_F(Waiting, EachSampleIsLoggedUntilTheFingerIsLifted)
+{
+    Open();
+    const double before = Now();
+    // The first one reaches nobody: a finger that is not there cannot be lifted.
+    Sim::Touch({{0, 0, 0}, {100, 200, 50}, {102, 198, 40}, {101, 199, 1}, {101, 199, 0}});
+    const double after = Now();
+    EXPECT_EQ(m_check.Wait_TS(m_panel.get(), &m_point), 0);
+    EXPECT_EQ(m_point.nX, 101);
+    EXPECT_EQ(m_point.nY, 199);
+    const auto lines = Sim::TakeLog();
+    ASSERT_EQ(lines.size(), 6U);
+    std::size_t sample = 0;
+    for (const char* const values :
+         {"   100    200     50", "   102    198     40", "   101    199      1", "   101    199      0"}) {
+        const std::string& line = lines[++sample].text;
+        EXPECT_THAT(line, testing::MatchesRegex("\\[D\\] [0-9]+\\.[0-9]{6}: " + std::string(values) + "\n"));
+        EXPECT_GE(std::stod(line.substr(4)), before - 2e-6);  // microseconds
+        EXPECT_LE(std::stod(line.substr(4)), after + 2e-6);
+    }
+
+    Sim::Inject(Fault::Fails("read", ENODEV));
+    EXPECT_EQ(m_check.Wait_TS(m_panel.get(), &m_point), -1);
+    EXPECT_EQ(TakeLines(), (Texts{WAITS, "[CTouchTest] [E] [Wait_TS] ts_read error"}));
+}
+
+TEST_F(Waiting, ThePointIsThatOfTheSampleThatLiftsTheFinger)
+{
+    const std::string raw = "module_raw input\n";  // reports 0,0 with it
+    const Support::MemoryFile configuration(Bytes(raw.begin(), raw.end()));
+    setenv("TSLIB_CONFFILE", configuration.Path(), 1);
+    Open();
+    Sim::Touch({{100, 200, 50}, {100, 200, 0}});
+    EXPECT_EQ(m_check.Wait_TS(m_panel.get(), &m_point), 0);
+    EXPECT_EQ(m_point.nX, 0);
+    EXPECT_EQ(m_point.nY, 0);
+}
+
+TEST_F(Touching, AReadErrorKeepsTheEarlierPointsOfTheRunAndTheLaterOfAnEarlierRun)
+{
+    EXPECT_EQ(Result(m_check), Bytes(20, 0));
+    Points recorded(TOUCHES);
+    const auto before = Support::OpenDescriptors();
+    // A whole run, then one that fails at each touch.
+    for (int failing = TOUCHES; failing >= 0; --failing) {
+        SCOPED_TRACE("run that fails at touch " + std::to_string(failing + 1));
+        TakeLines();
+        CheckRun run([&] { return Start(WHOLE, m_target.Path(), m_done.Path()); });
+        Pixels screen(WIDTH * HEIGHT);
+        for (int i = 0; i < std::min(failing + 1, TOUCHES); ++i) {
+            run.AwaitWaiting();
+            Show(screen, WHOLE, WHOLE.targets[static_cast<std::size_t>(i)], Pattern(TARGET_WIDTH, TARGET_HEIGHT, 1),
+                 TARGET_WIDTH);
+            if (i == failing) {
+                Sim::Inject(Fault::Fails("read", EIO));
+                TouchAt({1, 1});
+                continue;
+            }
+            Point& point = recorded[static_cast<std::size_t>(i)];
+            point = {failing * 10 + i, failing * 1000 + i};
+            TouchAt(point);
+            Show(screen, WHOLE, WHOLE.targets[static_cast<std::size_t>(i)], Pattern(DONE_WIDTH, DONE_HEIGHT, 2),
+                 DONE_WIDTH);
+        }
+        EXPECT_EQ(run.Finish(), failing == TOUCHES ? 0 : -1);
+        EXPECT_EQ(run.Lines().back(),
+                  failing == TOUCHES ? "[CTouchTest] [D] [StartTest] END" : "[CTouchTest] [E] [Wait_TS] ts_read error");
+        EXPECT_EQ(Sim::Screen(), screen);
+        EXPECT_EQ(Result(m_check), Packed(recorded));
+        EXPECT_EQ(Support::OpenDescriptors(), before);
+    }
+}
+
+TEST_F(Touching, PlacesFarOutsideDoNotComeRoundAgain)
+{
+    const int size = INT_MIN + 5;  // the third place is 2^32 - 5 pixels behind the screen's corner
+    const Arguments arguments = {"far", WIDTH, HEIGHT, size, size, INT_MIN, {}};
+    CheckRun run([&] { return Start(arguments, m_target.Path(), m_done.Path()); });
+    for (int touch = 1; touch <= 3; ++touch) {
+        run.AwaitWaiting();
+        EXPECT_EQ(Sim::Screen(), Pixels(WIDTH * HEIGHT)) << "touch " << touch;
+        if (touch == 3) {
+            Sim::Inject(Fault::Fails("read", EIO));
+        }
+        TouchAt({1, 1});
+    }
+    EXPECT_EQ(run.Finish(), -1);
+}
+
+TEST_F(Touching, AnImageIsReleasedOnceThoughTheNextIsMissing)
+{
+    for (const char* const target : {m_target.Path(), "/nonexistent"}) {
+        Sim::Break("touch-missing");
+        EXPECT_EQ(Start(WHOLE, target, m_done.Path()), -1);
+        EXPECT_EQ(Start(WHOLE, m_target.Path(), target), -1);
+    }
+}
+
+TEST_F(Touching, ThePanelIsNamedByTheEnvironment)
+{
+    Sim::Break("touch-missing");
+    for (const char* const path : {"/dev/input/event7", DEFAULT_PANEL}) {
+        if (path != DEFAULT_PANEL) {
+            setenv("TSLIB_TSDEVICE", path, 1);
+        } else {
+            unsetenv("TSLIB_TSDEVICE");
+        }
+        const Sim::Recording recording;
+        EXPECT_EQ(Start(WHOLE, m_target.Path(), m_done.Path()), -1);
+        const auto opened = recording.Calls("open");
+        EXPECT_TRUE(std::any_of(opened.begin(), opened.end(), [&](const Sim::Call& call) { return call.path == path; }))
+            << path;
+    }
+}
+
+/// What keeps the check from starting, and the lines that it then logs.
+struct Obstacle {
+    const char* name;
+    std::function<void()> prepare;
+    Texts lines;
+    bool isScreenBlack;
+    const char* target;  // null for none, "" for the healthy one
+    const char* done;
+};
+
+class TouchObstacle : public Touching, public testing::WithParamInterface<Obstacle> {};
+
+TEST_P(TouchObstacle, EndsTheRunWithItsLines)
+{
+    {
+        IOCTL::CFBLib earlier;
+        ASSERT_EQ(earlier.Open() + earlier.InitializeScreenBuffer(), 0);
+        earlier.ScreenClear(1);
+    }
+    const Obstacle& obstacle = GetParam();
+    const auto choose = [](const char* path, const Support::MemoryFile& healthy) {
+        return path == nullptr || *path != '\0' ? path : healthy.Path();
+    };
+    const auto before = Support::OpenDescriptors();
+    TakeLines();
+    obstacle.prepare();
+    EXPECT_EQ(Start(WHOLE, choose(obstacle.target, m_target), choose(obstacle.done, m_done)), -1);
+    Texts expected = START_LINES;
+    Append(expected, obstacle.lines);
+    EXPECT_EQ(TakeLines(), expected);
+    EXPECT_EQ(Sim::Screen(), Pixels(WIDTH * HEIGHT, obstacle.isScreenBlack ? 0U : 0xFFFFFFFFU));
+    EXPECT_EQ(Support::OpenDescriptors(), before);
+    EXPECT_EQ(Result(m_check), Bytes(20, 0));
+}
+
+Texts Joined(Texts lines, const Texts& more, const Texts& evenMore = {}, const Texts& end = {})
+{
+    Append(lines, more);
+    Append(lines, evenMore);
+    Append(lines, end);
+    return lines;
+}
+
+const auto NOTHING = [] {};
+const Texts NO_PATH = {"[CTouchTest] [E] [StartTest] Image path is NULL"};
+constexpr auto NO_FILE = "[CFBLib] [E] [CreateBitmap] BMP File Open Error";
+
+INSTANTIATE_TEST_SUITE_P(
+    All, TouchObstacle,
+    testing::Values(
+        Obstacle{"no_target", NOTHING, NO_PATH, false, nullptr, ""},
+        Obstacle{"no_confirmation", NOTHING, NO_PATH, false, "", nullptr},
+        Obstacle{"no_display",
+                 [] { Sim::Inject(Fault::Fails("open", ENOENT)); },
+                 {"[CFBLib] [E] [FB] /dev/fb0 open error", "[CTouchTest] [E] [StartTest] Failed to Open fb device"},
+                 false,
+                 "",
+                 ""},
+        Obstacle{"refused_area",
+                 [] { Sim::Break("display-refuses"); },
+                 {"[CFBLib] [E] [SetInfo] SET_OSD_INFO error",
+                  "[CTouchTest] [E] [StartTest] Failed to set screen information"},
+                 false,
+                 "",
+                 ""},
+        Obstacle{"missing_target", NOTHING,
+                 Joined(LOAD1_LINES, {NO_FILE, "[CTouchTest] [E] [StartTest] Failed to Create Bitmap 1"}), false,
+                 "/nonexistent", ""},
+        Obstacle{"missing_confirmation", NOTHING,
+                 Joined(LOAD1_LINES, LOAD2_LINES, {NO_FILE, "[CTouchTest] [E] [StartTest] Failed to Create Bitmap 2"}),
+                 false, "", "/nonexistent"},
+        Obstacle{"wrong_confirmation", NOTHING,
+                 Joined(LOAD1_LINES, LOAD2_LINES,
+                        {"[CFBLib] [E] [CreateBitmap] no 24bit bmp",
+                         "[CTouchTest] [E] [StartTest] Failed to Create Bitmap 2"}),
+                 false, "", IMAGES "rgba32.bmp"},
+        Obstacle{"no_panel", [] { Sim::Break("touch-missing"); },
+                 Joined(LOAD1_LINES, LOAD2_LINES, {"[CTouchTest] [E] [StartTest] ts_open error"}), true, "", ""},
+        Obstacle{"no_configuration", [] { setenv("TSLIB_CONFFILE", "/nonexistent", 1); },
+                 Joined(LOAD1_LINES, LOAD2_LINES, {"[CTouchTest] [E] [StartTest] ts_config error"}), true, "", ""}),
+    Support::CASE_NAME);
+
+TEST_F(Touching, AScreenThatCannotBeMappedEndsTheRun)
+{
+    const auto before = Support::OpenDescriptors();
+    TakeLines();
+    Sim::Inject(Fault::Fails("mmap", ENOMEM));
+    EXPECT_EQ(Start(WHOLE, m_target.Path(), m_done.Path()), -1);
+    const Texts lines = TakeLines();
+    ASSERT_EQ(lines.size(), 4U) << "the display has a line of its own";
+    EXPECT_EQ(lines[3], "[CTouchTest] [E] [StartTest] Failed to Initialize Screen Buffer");
+    EXPECT_EQ(Support::OpenDescriptors(), before);
+}
+
+TEST_F(Touching, NullPathsOpenNothing)
+{
+    const Sim::Recording recording;
+    EXPECT_EQ(Start(WHOLE, m_target.Path(), nullptr), -1);
+    EXPECT_TRUE(recording.Calls("open").empty());
+}
+
+}  // namespace
