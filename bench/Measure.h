@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <numeric>
+#include <random>
 #include <vector>
 
 namespace Bench {
@@ -31,15 +33,22 @@ inline double TimeCalls(const std::function<void()>& work, long calls)
     return Seconds(Clock::now() - start) / static_cast<double>(calls);
 }
 
-/// Median seconds of one call of each contestant. They take turns, so that a noisy machine treats them alike.
+/// Median seconds of one call of each contestant. They take turns, so that a noisy machine treats them alike, in an
+/// order of chance and each after as many calls that do not count: nobody always finds the caches as the same other
+/// left them.
 inline std::vector<double> Compare(const std::vector<std::function<void()>>& contestants)
 {
     constexpr int ROUNDS = 101;
     constexpr double ROUND_SECONDS = 0.003;
     const long calls = std::max(1L, static_cast<long>(ROUND_SECONDS / TimeCalls(contestants[0], 100)));
     std::vector<std::vector<double>> times(contestants.size());
+    std::vector<std::size_t> order(contestants.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::mt19937 random(1);
     for (int round = 0; round < ROUNDS; ++round) {
-        for (std::size_t i = 0; i < contestants.size(); ++i) {
+        std::shuffle(order.begin(), order.end(), random);
+        for (const std::size_t i : order) {
+            TimeCalls(contestants[i], calls);
             times[i].push_back(TimeCalls(contestants[i], calls));
         }
     }
