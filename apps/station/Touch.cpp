@@ -13,10 +13,10 @@ namespace {
 constexpr std::array<const char*, std::tuple_size_v<Points>> NAMES = {"top-left", "top-right", "bottom-right",
                                                                       "bottom-left", "centre"};
 
-/// In pixels, rounded up.
-int Distance(const Point& one, const Point& other)
+/// In pixels.
+double Distance(const Point& one, const Point& other)
 {
-    return static_cast<int>(std::ceil(std::hypot(one.x - other.x, one.y - other.y)));
+    return std::hypot(one.x - other.x, one.y - other.y);
 }
 
 std::string Text(const Point& point)
@@ -62,18 +62,19 @@ Numbers ToNumbers(const Points& points)
 void ExpectTouches(const Points& targets, int tolerance, const Bytes& values, Finding& finding)
 {
     const Points touched = TouchedPoints(values);
-    int furthest = 0;
+    double furthest = 0;
     std::string off;
     for (std::size_t i = 0; i < targets.size(); ++i) {
-        const int distance = Distance(touched[i], targets[i]);
+        const double distance = Distance(touched[i], targets[i]);
         furthest = std::max(furthest, distance);
         if (distance > tolerance) {
             off += std::string(off.empty() ? "" : "; ") + NAMES[i] + ' ' + Text(touched[i]) + " expected " +
-                   Text(targets[i]) + ": off by " + std::to_string(distance) + " px";
+                   Text(targets[i]) + ": off by " + std::to_string(std::lround(distance)) + " px";
         }
     }
     finding.good = off.empty();
-    finding.words = finding.good ? std::to_string(targets.size()) + " points within " + std::to_string(furthest) + " px"
+    finding.words = finding.good ? std::to_string(targets.size()) + " points within " +
+                                       std::to_string(std::lround(std::ceil(furthest))) + " px"
                                  : off + ": check the touch panel's calibration, and --screen";
     finding.values.emplace_back("expected", ToNumbers(targets));
 }
