@@ -1,22 +1,17 @@
-// The display: its device, and drawing, which is compared with a slow model of the screen.
+// The display: its device and its mapping.
 #include "ioctl/CFBLib.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstdarg>
 #include <optional>
-#include <random>
-#include <sstream>
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/fb.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include "tests/ioctl/Board.h"
 #include "tests/support/Bmp.h"
+#include "tests/support/Gap.h"
 
 namespace {
 
@@ -59,64 +54,7 @@ namespace {
 const std::string OPEN = "open /dev/fb0 " + std::to_string(O_RDWR);
 constexpr auto SET_INFO_ERROR = "[E] [SetInfo] SET_OSD_INFO error";
 constexpr auto HANDLE_ERROR = "[E] [InitializeScreenBuffer] FB_HANDLE error";
-constexpr std::size_t PAGE = 4096;
-
-bool IsMapped(const unsigned char* page)
-{
-    return msync(const_cast<unsigned char*>(page), PAGE, MS_ASYNC) == 0;
-}
-
-/// Leaves one place for the next mapping of a size, between pages that cannot be touched.
-class Gap {
-public:
-    explicit Gap(std::size_t size) : m_size((size + PAGE - 1) / PAGE * PAGE)
-    {
-        // The system takes the highest place that is large enough: those above ours are filled first.
-        m_pages = Reserve(m_size + 2 * PAGE);
-        unsigned char* lower = Reserve(m_size);
-        for (; lower > m_pages; lower = Reserve(m_size)) {
-            m_filled.push_back(lower);
-        }
-        munmap(lower, m_size);
-        munmap(m_pages + PAGE, m_size);
-    }
-    ~Gap()
-    {
-        munmap(m_pages, PAGE);
-        munmap(m_pages + PAGE + m_size, PAGE);
-        std::for_each(m_filled.begin(), m_filled.end(), [&](unsigned char* filled) { munmap(filled, m_size); });
-    }
-    Gap(const Gap&) = delete;
-    Gap& operator=(const Gap&) = delete;
-
-    /// The pages that are mapped there now.
-    [[nodiscard]] std::size_t MappedPages() const
-    {
-        std::size_t count = 0;
-        for (std::size_t at = PAGE; at <= m_size; at += PAGE) {
-            count += IsMapped(m_pages + at) ? 1 : 0;
-        }
-        return count;
-    }
-    [[nodiscard]] std::size_t Pages() const { return m_size / PAGE; }
-    /// What is mapped there, the rest of the last page included.
-    [[nodiscard]] std::uint32_t* Words() const { return reinterpret_cast<std::uint32_t*>(m_pages + PAGE); }
-    [[nodiscard]] std::size_t WordCount() const { return m_size / sizeof(std::uint32_t); }
-
-private:
-    static unsigned char* Reserve(std::size_t size)
-    {
-        void* const pages = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (pages == MAP_FAILED) {
-            throw std::bad_alloc();
-        }
-        return static_cast<unsigned char*>(pages);
-    }
-
-    std::size_t m_size;
-    unsigned char* m_pages;
-    std::vector<unsigned char*> m_filled;
-};
+constexpr long PAGE = Support::Gap::PAGE;
 
 constexpr int WIDTH = 64;
 constexpr int HEIGHT = 32;
@@ -286,7 +224,7 @@ TEST_F(Display, WhatIsDrawnStaysWhenTheDeviceIsClosedAndTheObjectGone)
 
 TEST_F(Display, EachMappingIsReleasedAtItsOwnSize)
 {
-    const Gap first(3 * PAGE);
+    const Support::Gap first(3 * PAGE);
     std::optional<CFBLib> display(std::in_place);
     Sim::SetScreenSize(1024, 3);
     ASSERT_EQ(display->Open(), 0);
@@ -322,7 +260,7 @@ TEST_P(UnusableDisplay, IsNotMapped)
     const Unusable& unusable = GetParam();
     for (const bool wasMapped : {false, true}) {
         SCOPED_TRACE(wasMapped ? "mapped before" : "not mapped before");
-        const Gap gap(PIXELS * sizeof(std::uint32_t));
+        const Support::Gap gap(PIXELS * sizeof(std::uint32_t));
         ASSERT_EQ(m_display.Open(), 0);
         ASSERT_EQ(m_display.SetInfo(32, 0, 0, WIDTH, HEIGHT), 0);
         if (wasMapped) {
@@ -375,238 +313,6 @@ TEST_F(Display, PixelsAreDarkenedAndBlended)
     EXPECT_EQ(blend(0x00FFFFFF, 0, 255), 0x00FEFEFEU);
     EXPECT_EQ(blend(0xAA123456, 0x55FF00FF, 0), 0x00FF00FFU);
     EXPECT_EQ(blend(0xAA123456, 0x55FF00FF, 256), 0xAA123456U);
-}
-
-/// The screen, drawn on one pixel after the other.
-struct Model {
-    int width, height;
-    int areaWidth, areaHeight;
-    Pixels pixels;  // and the rest of the last page
-
-    [[nodiscard]] bool IsInside(std::int64_t x, std::int64_t y) const
-    {
-        return x >= 0 && y >= 0 && x < width && y < height && x < areaWidth && y < areaHeight;
-    }
-    std::size_t Index(std::int64_t x, std::int64_t y) const { return static_cast<std::size_t>(y * width + x); }
-    static std::uint32_t Mix(std::uint32_t a, std::uint32_t weightOfA, std::uint32_t b, std::uint32_t weightOfB)
-    {
-        std::uint32_t mixed = 0;
-        for (int shift = 0; shift < 24; shift += 8) {
-            mixed |= ((a >> shift & 0xFF) * weightOfA + (b >> shift & 0xFF) * weightOfB) >> 8 << shift;
-        }
-        return mixed;
-    }
-
-    void ScreenClear(int color) { std::fill_n(pixels.begin(), width * height, color == 0 ? 0U : 0xFFFFFFFFU); }
-    void DrawPixel(int x, int y, unsigned long color)
-    {
-        if (IsInside(x, y)) {
-            pixels[Index(x, y)] = static_cast<std::uint32_t>(color & 0xFFFFFFFF);
-        }
-    }
-    void SetAlpha(int alpha)
-    {
-        const auto weight = static_cast<std::uint32_t>(std::clamp(alpha, 0, 256));
-        std::transform(pixels.begin(), pixels.begin() + width * height, pixels.begin(),
-                       [&](std::uint32_t pixel) { return Mix(pixel, weight, 0, 0); });
-    }
-    void DrawBmp(int x, int y, const tBMP& bmp)
-    {
-        const bool usesBuffer = bmp.nBgMode != 0 && bmp.nBgMode != 1;
-        if (bmp.pData == nullptr || (usesBuffer && bmp.pBgData == nullptr)) {
-            return;
-        }
-        const bool isCopied = (bmp.nKeyMode == 0 && bmp.nBgMode == 0) || bmp.nAlpha > 255;
-        const auto weight = static_cast<std::uint32_t>(std::clamp(bmp.nAlpha, 0, 256));
-        for (std::int64_t row = 0; row < bmp.nHeight; ++row) {
-            for (std::int64_t column = 0; column < bmp.nWidth; ++column) {
-                if (!IsInside(x + column, y + row)) {
-                    continue;
-                }
-                const std::size_t index = Index(x + column, y + row);
-                const std::uint32_t pixel = bmp.pData[row * bmp.nWidth + column];
-                const std::uint32_t background = bmp.nBgMode == 1   ? bmp.nBgColor
-                                                 : bmp.nBgMode == 0 ? pixels[index]
-                                                                    : bmp.pBgData[index];
-                if (bmp.nKeyMode == 0 || (bmp.nKeyMode == 1 && pixel != bmp.nKeyColor)) {
-                    pixels[index] = isCopied ? pixel : Mix(pixel, weight, background, 256 - weight);
-                }
-            }
-        }
-    }
-};
-
-/// Random values, among which borders are frequent.
-class Random {
-public:
-    explicit Random(unsigned int seed) : m_engine(seed) {}
-
-    template <class Number>
-    Number From(Number first, Number last)
-    {
-        return std::uniform_int_distribution<Number>(first, last)(m_engine);
-    }
-    template <class Value>
-    Value Pick(std::initializer_list<Value> values)
-    {
-        return values.begin()[From<std::size_t>(0, values.size() - 1)];
-    }
-    std::uint32_t Word() { return static_cast<std::uint32_t>(m_engine()); }
-    Pixels Words(std::size_t count)
-    {
-        Pixels words(count);
-        std::generate(words.begin(), words.end(), [&] { return Word(); });
-        return words;
-    }
-
-    Size ScreenSize()
-    {
-        return Pick<Size>({{1, 1},
-                           {1024, 1},
-                           {1, 1024},
-                           {16, 64},
-                           {512, 2},
-                           {256, 8},
-                           {1024, 3},
-                           {2048, 2},
-                           {From(1U, 40U), From(1U, 30U)},
-                           {From(200U, 800U), From(1U, 8U)}});
-    }
-    int AreaSide(int side)
-    {
-        return Pick({side, side, side, From(0, side), side - 1, side + 5, 0, -3, INT_MAX, INT_MIN});
-    }
-    int Position(int side, int length)
-    {
-        const int around = From(-length - 1, side + 1);
-        return Pick({around, around, around, around, 0, -length, 1 - length, side - length, side - 1, side, INT_MIN,
-                     INT_MAX, INT_MAX - length + 1, INT_MIN + length});
-    }
-    int Alpha() { return Pick({From(0, 255), From(0, 255), 0, 1, 127, 128, 254, 255, 256, 257, INT_MAX, -1, INT_MIN}); }
-    /// Its pixels and background are kept in the vectors.
-    tBMP Bmp(const Model& model, Pixels& pixels, Pixels& background)
-    {
-        const int width = Pick({From(1, 12), From(1, 12), From(1, 12), From(1, model.width + 20), 1, 0, -2});
-        const int height = Pick({From(1, 8), From(1, 8), From(1, model.height + 3), 1, 0, -2});
-        pixels = Words(static_cast<std::size_t>(std::max(width, 1) * std::max(height, 1)));
-        background = Words(static_cast<std::size_t>(model.width * model.height));
-        const std::uint32_t any = pixels[From<std::size_t>(0, pixels.size() - 1)];
-        std::replace_if(
-            pixels.begin(), pixels.end(), [&](std::uint32_t) { return From(0, 3) == 0; }, any);
-        return {width,
-                height,
-                From(0, 15) == 0 ? nullptr : pixels.data(),
-                Pick({0, 0, 0, 1, 1, 1, 2, 3, -1}),
-                Pick({any, any, any ^ 0x01000000, Word()}),
-                Pick({0, 0, 0, 1, 1, 2, 3, -1}),
-                Word(),
-                From(0, 7) == 0 ? nullptr : background.data(),
-                Alpha()};
-    }
-
-private:
-    std::mt19937 m_engine;
-};
-
-/// Draws the same on the screen and on the model of it.
-class RandomDrawing : public Display {
-protected:
-    /// A screen with nothing around it that could be written.
-    void OnNewScreen(int operations)
-    {
-        const Size size = m_random.ScreenSize();
-        const int width = static_cast<int>(size.width);
-        const int height = static_cast<int>(size.height);
-        Sim::SetScreenSize(width, height);
-        const Gap gap(sizeof(std::uint32_t) * size.width * size.height);
-        CFBLib display;
-        ASSERT_EQ(display.Open(), 0);
-        ASSERT_EQ(display.InitializeScreenBuffer(), 0);
-        ASSERT_EQ(gap.MappedPages(), gap.Pages()) << "the screen is mapped elsewhere";
-        m_model = {width, height, 0, 0, {}};
-        for (int i = 0; i < operations && !HasFailure(); ++i) {
-            m_model.areaWidth = m_random.AreaSide(width);
-            m_model.areaHeight = m_random.AreaSide(height);
-            display.SetInfo(32, m_random.From(-2, 2), m_random.From(-2, 2), m_model.areaWidth, m_model.areaHeight);
-            m_model.pixels = m_random.Words(gap.WordCount());
-            std::copy(m_model.pixels.begin(), m_model.pixels.end(), gap.Words());
-            TakeTexts("CFBLib");
-            const std::string operation = Draw(display);
-            Compare(gap, operation);
-        }
-    }
-    /// One operation, which is returned as a text.
-    std::string Draw(CFBLib& display)
-    {
-        std::ostringstream text;
-        switch (m_random.From(0, 9)) {
-        case 0: {
-            const int color = m_random.Pick({0, 1, -1, 256, INT_MIN});
-            display.ScreenClear(color);
-            m_model.ScreenClear(color);
-            text << "ScreenClear " << color;
-            break;
-        }
-        case 1: {
-            const int alpha = m_random.Alpha();
-            display.setAlpha(alpha);
-            m_model.SetAlpha(alpha);
-            text << "setAlpha " << alpha;
-            break;
-        }
-        case 2:
-        case 3: {
-            const int x = m_random.Position(m_model.width, 1);
-            const int y = m_random.Position(m_model.height, 1);
-            const auto color = m_random.From(0UL, ULONG_MAX);
-            display.DrawPixel(x, y, color);
-            m_model.DrawPixel(x, y, color);
-            text << "DrawPixel " << x << "," << y << " " << color;
-            break;
-        }
-        default:
-            DrawBmp(display, text);
-        }
-        return text.str();
-    }
-    void DrawBmp(CFBLib& display, std::ostream& text)
-    {
-        Pixels pixels;
-        Pixels background;
-        const tBMP bmp = m_random.Bmp(m_model, pixels, background);
-        const int x = m_random.Position(m_model.width, std::max(bmp.nWidth, 1));
-        const int y = m_random.Position(m_model.height, std::max(bmp.nHeight, 1));
-        text << "DrawBmp " << x << "," << y << " of " << bmp.nWidth << " x " << bmp.nHeight << " key mode "
-             << bmp.nKeyMode << " bg mode " << bmp.nBgMode << " alpha " << bmp.nAlpha
-             << (bmp.pData == nullptr ? " no pixels" : "") << (bmp.pBgData == nullptr ? " no background" : "");
-        display.DrawBmp(x, y, bmp);
-        m_model.DrawBmp(x, y, bmp);
-        const std::string size = std::to_string(bmp.nWidth) + " " + std::to_string(bmp.nHeight);
-        EXPECT_EQ(TakeTexts("CFBLib"),
-                  (Texts{"[D] [DrawBmp] START", "[D] [DrawBmp] " + size + "\n", "[D] [DrawBmp] Success"}));
-    }
-    void Compare(const Gap& gap, const std::string& operation) const
-    {
-        const auto& [width, height, areaWidth, areaHeight, pixels] = m_model;
-        const auto wrong = std::mismatch(pixels.begin(), pixels.end(), gap.Words());
-        const auto index = wrong.first - pixels.begin();
-        EXPECT_TRUE(wrong.first == pixels.end())
-            << operation << " in the area " << areaWidth << " x " << areaHeight << " of a screen " << width << " x "
-            << height << ": row " << index / width << " column " << index % width << std::hex << " is " << *wrong.second
-            << " instead of " << *wrong.first;
-    }
-
-    const int m_seed = testing::UnitTest::GetInstance()->random_seed();  // 0 unless tests are shuffled
-    Random m_random{static_cast<unsigned int>(m_seed)};
-    Model m_model = {};
-};
-
-TEST_F(RandomDrawing, IsThatOfTheModel)
-{
-    for (int screen = 0; screen < 800 && !HasFailure(); ++screen) {
-        SCOPED_TRACE("seed " + std::to_string(m_seed) + ", screen " + std::to_string(screen));
-        OnNewScreen(12);
-    }
 }
 
 }  // namespace

@@ -120,6 +120,14 @@ protected:
                                  arguments.bmpHeight, arguments.margin);
     }
 
+    static void FillScreen()
+    {
+        IOCTL::CFBLib display;
+        ASSERT_EQ(display.Open(), 0);
+        ASSERT_EQ(display.InitializeScreenBuffer(), 0);
+        display.ScreenClear(1);
+    }
+
     Support::MemoryFile m_target{Support::BmpFile(TARGET_WIDTH, TARGET_HEIGHT, 1)};
     Support::MemoryFile m_done{Support::BmpFile(DONE_WIDTH, DONE_HEIGHT, 2)};
     CTouchTest m_check;
@@ -209,17 +217,23 @@ void Show(Pixels& screen, const Arguments& area, const Point& at, const Pixels& 
     }
 }
 
+void ShowTarget(Pixels& screen, const Arguments& area, const Point& at)
+{
+    Show(screen, area, at, Pattern(TARGET_WIDTH, TARGET_HEIGHT, 1), TARGET_WIDTH);
+}
+
+void ShowDone(Pixels& screen, const Arguments& area, const Point& at)
+{
+    Show(screen, area, at, Pattern(DONE_WIDTH, DONE_HEIGHT, 2), DONE_WIDTH);
+}
+
 class TouchRun : public Touching, public testing::WithParamInterface<Arguments> {};
 
 TEST_P(TouchRun, ShowsATargetUntilItIsTouchedAndThenTheConfirmation)
 {
     const Arguments& arguments = GetParam();
     const Points touches = {{101, 199}, {300, 1000}, {70'000, -1}, {-70'000, 65'535}, {32'767, 256}};
-    {
-        IOCTL::CFBLib earlier;
-        ASSERT_EQ(earlier.Open() + earlier.InitializeScreenBuffer(), 0);
-        earlier.ScreenClear(1);
-    }
+    FillScreen();
     TakeLines();
     const auto before = Support::OpenDescriptors();
     testing::internal::CaptureStdout();
@@ -229,10 +243,10 @@ TEST_P(TouchRun, ShowsATargetUntilItIsTouchedAndThenTheConfirmation)
     std::string printed;
     for (std::size_t i = 0; i < TOUCHES; ++i) {
         run.AwaitWaiting();
-        Show(screen, arguments, arguments.targets[i], Pattern(TARGET_WIDTH, TARGET_HEIGHT, 1), TARGET_WIDTH);
+        ShowTarget(screen, arguments, arguments.targets[i]);
         EXPECT_EQ(Sim::Screen(), screen) << "while waiting for touch " << i + 1;
         TouchAt(touches[i]);
-        Show(screen, arguments, arguments.targets[i], Pattern(DONE_WIDTH, DONE_HEIGHT, 2), DONE_WIDTH);
+        ShowDone(screen, arguments, arguments.targets[i]);
         printed += "[StartTest] Touch" + std::to_string(i + 1) + Format(": x=%d y=%d\n", touches[i].x, touches[i].y);
     }
     EXPECT_EQ(run.Finish(), 0);
@@ -317,26 +331,23 @@ TEST_F(Touching, AReadErrorKeepsTheEarlierPointsOfTheRunAndTheLaterOfAnEarlierRu
     EXPECT_EQ(Result(m_check), Bytes(20, 0));
     Points recorded(TOUCHES);
     const auto before = Support::OpenDescriptors();
-    // A whole run, then one that fails at each touch.
-    for (int failing = TOUCHES; failing >= 0; --failing) {
+    for (std::size_t failing = TOUCHES + 1; failing-- > 0;) {  // at first none
         SCOPED_TRACE("run that fails at touch " + std::to_string(failing + 1));
         TakeLines();
         CheckRun run([&] { return Start(WHOLE, m_target.Path(), m_done.Path()); });
         Pixels screen(WIDTH * HEIGHT);
-        for (int i = 0; i < std::min(failing + 1, TOUCHES); ++i) {
+        for (std::size_t i = 0; i < failing; ++i) {
             run.AwaitWaiting();
-            Show(screen, WHOLE, WHOLE.targets[static_cast<std::size_t>(i)], Pattern(TARGET_WIDTH, TARGET_HEIGHT, 1),
-                 TARGET_WIDTH);
-            if (i == failing) {
-                Sim::Inject(Fault::Fails("read", EIO));
-                TouchAt({1, 1});
-                continue;
-            }
-            Point& point = recorded[static_cast<std::size_t>(i)];
-            point = {failing * 10 + i, failing * 1000 + i};
-            TouchAt(point);
-            Show(screen, WHOLE, WHOLE.targets[static_cast<std::size_t>(i)], Pattern(DONE_WIDTH, DONE_HEIGHT, 2),
-                 DONE_WIDTH);
+            ShowTarget(screen, WHOLE, WHOLE.targets[i]);
+            ShowDone(screen, WHOLE, WHOLE.targets[i]);
+            recorded[i] = {static_cast<int>(failing * 10 + i), static_cast<int>(failing * 1000 + i)};
+            TouchAt(recorded[i]);
+        }
+        if (failing < TOUCHES) {
+            run.AwaitWaiting();
+            ShowTarget(screen, WHOLE, WHOLE.targets[failing]);
+            Sim::Inject(Fault::Fails("read", EIO));
+            TouchAt({1, 1});
         }
         EXPECT_EQ(run.Finish(), failing == TOUCHES ? 0 : -1);
         EXPECT_EQ(run.Lines().back(),
@@ -389,25 +400,40 @@ TEST_F(Touching, ThePanelIsNamedByTheEnvironment)
     }
 }
 
+Texts Joined(Texts lines, const Texts& more)
+{
+    Append(lines, more);
+    return lines;
+}
+
+Texts Error(const std::string& text)
+{
+    return {"[CTouchTest] [E] [StartTest] " + text};
+}
+
+Texts DisplayError(const std::string& text, const std::string& error)
+{
+    return Joined({"[CFBLib] [E] " + text}, Error(error));
+}
+
+const Texts LOAD_LINES = Joined(LOAD1_LINES, LOAD2_LINES);
+constexpr auto NO_FILE = "[CreateBitmap] BMP File Open Error";
+
 /// What keeps the check from starting, and the lines that it then logs.
 struct Obstacle {
     const char* name;
-    std::function<void()> prepare;
     Texts lines;
-    bool isScreenBlack;
-    const char* target;  // null for none, "" for the healthy one
-    const char* done;
+    std::function<void()> prepare = [] {};
+    bool isScreenBlack = false;
+    const char* target = "";  // the healthy one
+    const char* done = "";
 };
 
 class TouchObstacle : public Touching, public testing::WithParamInterface<Obstacle> {};
 
 TEST_P(TouchObstacle, EndsTheRunWithItsLines)
 {
-    {
-        IOCTL::CFBLib earlier;
-        ASSERT_EQ(earlier.Open() + earlier.InitializeScreenBuffer(), 0);
-        earlier.ScreenClear(1);
-    }
+    FillScreen();
     const Obstacle& obstacle = GetParam();
     const auto choose = [](const char* path, const Support::MemoryFile& healthy) {
         return path == nullptr || *path != '\0' ? path : healthy.Path();
@@ -415,79 +441,35 @@ TEST_P(TouchObstacle, EndsTheRunWithItsLines)
     const auto before = Support::OpenDescriptors();
     TakeLines();
     obstacle.prepare();
+    const Sim::Recording recording;
     EXPECT_EQ(Start(WHOLE, choose(obstacle.target, m_target), choose(obstacle.done, m_done)), -1);
-    Texts expected = START_LINES;
-    Append(expected, obstacle.lines);
-    EXPECT_EQ(TakeLines(), expected);
+    EXPECT_EQ(TakeLines(), Joined(START_LINES, obstacle.lines));
     EXPECT_EQ(Sim::Screen(), Pixels(WIDTH * HEIGHT, obstacle.isScreenBlack ? 0U : 0xFFFFFFFFU));
     EXPECT_EQ(Support::OpenDescriptors(), before);
     EXPECT_EQ(Result(m_check), Bytes(20, 0));
+    const bool hasPaths = obstacle.target != nullptr && obstacle.done != nullptr;
+    EXPECT_EQ(recording.Calls("open").empty(), !hasPaths) << "without paths nothing is opened";
 }
 
-Texts Joined(Texts lines, const Texts& more, const Texts& evenMore = {}, const Texts& end = {})
-{
-    Append(lines, more);
-    Append(lines, evenMore);
-    Append(lines, end);
-    return lines;
-}
+const Obstacle OBSTACLES[] = {
+    {"no_target", Error("Image path is NULL"), [] {}, false, nullptr},
+    {"no_confirmation", Error("Image path is NULL"), [] {}, false, "", nullptr},
+    {"no_display", DisplayError("[FB] /dev/fb0 open error", "Failed to Open fb device"),
+     [] { Sim::Break("display-missing"); }},
+    {"refused_area", DisplayError("[SetInfo] SET_OSD_INFO error", "Failed to set screen information"),
+     [] { Sim::Break("display-refuses"); }},
+    {"no_mapping", DisplayError("[InitializeScreenBuffer] mmap error", "Failed to Initialize Screen Buffer"),
+     [] { Sim::Inject(Fault::Fails("mmap", ENOMEM)); }},
+    {"no_target_file", Joined(LOAD1_LINES, DisplayError(NO_FILE, "Failed to Create Bitmap 1")), [] {}, false,
+     "/nonexistent"},
+    {"no_confirmation_file", Joined(LOAD_LINES, DisplayError(NO_FILE, "Failed to Create Bitmap 2")), [] {}, false, "",
+     "/nonexistent"},
+    {"wrong_confirmation", Joined(LOAD_LINES, DisplayError("[CreateBitmap] no 24bit bmp", "Failed to Create Bitmap 2")),
+     [] {}, false, "", IMAGES "rgba32.bmp"},
+    {"no_panel", Joined(LOAD_LINES, Error("ts_open error")), [] { Sim::Break("touch-missing"); }, true},
+    {"no_configuration", Joined(LOAD_LINES, Error("ts_config error")),
+     [] { setenv("TSLIB_CONFFILE", "/nonexistent", 1); }, true}};
 
-const auto NOTHING = [] {};
-const Texts NO_PATH = {"[CTouchTest] [E] [StartTest] Image path is NULL"};
-constexpr auto NO_FILE = "[CFBLib] [E] [CreateBitmap] BMP File Open Error";
-
-INSTANTIATE_TEST_SUITE_P(
-    All, TouchObstacle,
-    testing::Values(
-        Obstacle{"no_target", NOTHING, NO_PATH, false, nullptr, ""},
-        Obstacle{"no_confirmation", NOTHING, NO_PATH, false, "", nullptr},
-        Obstacle{"no_display",
-                 [] { Sim::Inject(Fault::Fails("open", ENOENT)); },
-                 {"[CFBLib] [E] [FB] /dev/fb0 open error", "[CTouchTest] [E] [StartTest] Failed to Open fb device"},
-                 false,
-                 "",
-                 ""},
-        Obstacle{"refused_area",
-                 [] { Sim::Break("display-refuses"); },
-                 {"[CFBLib] [E] [SetInfo] SET_OSD_INFO error",
-                  "[CTouchTest] [E] [StartTest] Failed to set screen information"},
-                 false,
-                 "",
-                 ""},
-        Obstacle{"missing_target", NOTHING,
-                 Joined(LOAD1_LINES, {NO_FILE, "[CTouchTest] [E] [StartTest] Failed to Create Bitmap 1"}), false,
-                 "/nonexistent", ""},
-        Obstacle{"missing_confirmation", NOTHING,
-                 Joined(LOAD1_LINES, LOAD2_LINES, {NO_FILE, "[CTouchTest] [E] [StartTest] Failed to Create Bitmap 2"}),
-                 false, "", "/nonexistent"},
-        Obstacle{"wrong_confirmation", NOTHING,
-                 Joined(LOAD1_LINES, LOAD2_LINES,
-                        {"[CFBLib] [E] [CreateBitmap] no 24bit bmp",
-                         "[CTouchTest] [E] [StartTest] Failed to Create Bitmap 2"}),
-                 false, "", IMAGES "rgba32.bmp"},
-        Obstacle{"no_panel", [] { Sim::Break("touch-missing"); },
-                 Joined(LOAD1_LINES, LOAD2_LINES, {"[CTouchTest] [E] [StartTest] ts_open error"}), true, "", ""},
-        Obstacle{"no_configuration", [] { setenv("TSLIB_CONFFILE", "/nonexistent", 1); },
-                 Joined(LOAD1_LINES, LOAD2_LINES, {"[CTouchTest] [E] [StartTest] ts_config error"}), true, "", ""}),
-    Support::CASE_NAME);
-
-TEST_F(Touching, AScreenThatCannotBeMappedEndsTheRun)
-{
-    const auto before = Support::OpenDescriptors();
-    TakeLines();
-    Sim::Inject(Fault::Fails("mmap", ENOMEM));
-    EXPECT_EQ(Start(WHOLE, m_target.Path(), m_done.Path()), -1);
-    const Texts lines = TakeLines();
-    ASSERT_EQ(lines.size(), 4U) << "the display has a line of its own";
-    EXPECT_EQ(lines[3], "[CTouchTest] [E] [StartTest] Failed to Initialize Screen Buffer");
-    EXPECT_EQ(Support::OpenDescriptors(), before);
-}
-
-TEST_F(Touching, NullPathsOpenNothing)
-{
-    const Sim::Recording recording;
-    EXPECT_EQ(Start(WHOLE, m_target.Path(), nullptr), -1);
-    EXPECT_TRUE(recording.Calls("open").empty());
-}
+INSTANTIATE_TEST_SUITE_P(All, TouchObstacle, testing::ValuesIn(OBSTACLES), Support::CASE_NAME);
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Every system call of every check fails in turn: the calls are those that the check was seen to make.
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <functional>
 #include <map>
 
@@ -191,14 +190,6 @@ int UseDisplay()
     return isReady ? display.SetDisplayBrightness(50) : -1;
 }
 
-int LoadImage()
-{
-    IOCTL::tBMP bmp = {};
-    const int result = IOCTL::CFBLib().CreateBitmap(&bmp, IMAGES "rgb24_header40.bmp");
-    std::free(bmp.pData);
-    return result;
-}
-
 /// Runs the monitor thread for a few reads. -1 when the port does not open, else the result of starting the thread.
 int Monitor(const Sim::Recording& recording)
 {
@@ -244,15 +235,6 @@ const Operation OPERATIONS[] = {
       {"2 ioctl", {-1, 1, {"[E] [InitializeScreenBuffer] FBIOGET_VSCREENINFO error"}}},
       {"mmap", {-1, 1, {"[E] [InitializeScreenBuffer] mmap error"}}},
       {"3 ioctl", {-1, 1, {}}}}},
-    {"CreateBitmap",
-     Plain(LoadImage),
-     {{"open", {-1, 2, {"[E] [CreateBitmap] BMP File Open Error"}}},
-      {"lseek", {-1, 2, {"[E] [CreateBitmap] LINE(242) - lseek returned 5"}}},
-      {"read", {-1, 2, {"[E] [CreateBitmap] LINE(249) - read returned 5"}}},
-      {"short read", {-1, 2, {"[E] [CreateBitmap] no 24bit bmp"}}},  // the second header follows at once
-      {"2 read", {-1, 2, {"[E] [CreateBitmap] LINE(260) - read returned 5"}}},
-      {"2 lseek", {-1, 2, {"[E] [CreateBitmap] LINE(280) - lseek returned 5"}}},
-      {"3 read", {-1, 2, {"[E] [CreateBitmap] LINE(292) - read returned 5"}}}}},
     {"PingTest",
      Plain([] { return IOCTL::CNetTest().PingTest("192.0.2.1"); }),
      {{"socket", {-1, 2, {"[E] [ping] socket error"}}},

@@ -1,0 +1,68 @@
+// A place in memory for a mapping that a test watches.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <vector>
+
+#include <sys/mman.h>
+
+namespace Support {
+
+/// Leaves one place for the next mapping of a size, between pages that cannot be touched.
+class Gap {
+public:
+    static constexpr std::size_t PAGE = 4096;
+
+    explicit Gap(std::size_t size) : m_size((size + PAGE - 1) / PAGE * PAGE)
+    {
+        m_pages = Reserve(m_size + 2 * PAGE);
+        munmap(m_pages + PAGE, m_size);
+        unsigned char* place = Reserve(m_size);
+        for (; place != m_pages + PAGE; place = Reserve(m_size)) {
+            m_filled.push_back(place);  // the system prefers it
+        }
+        munmap(place, m_size);
+    }
+    ~Gap()
+    {
+        munmap(m_pages, PAGE);
+        munmap(m_pages + PAGE + m_size, PAGE);
+        std::for_each(m_filled.begin(), m_filled.end(), [&](unsigned char* filled) { munmap(filled, m_size); });
+    }
+    Gap(const Gap&) = delete;
+    Gap& operator=(const Gap&) = delete;
+
+    /// The pages that are mapped there now.
+    [[nodiscard]] std::size_t MappedPages() const
+    {
+        std::size_t count = 0;
+        for (std::size_t at = PAGE; at <= m_size; at += PAGE) {
+            count += IsMapped(m_pages + at) ? 1 : 0;
+        }
+        return count;
+    }
+    [[nodiscard]] std::size_t Pages() const { return m_size / PAGE; }
+    /// What is mapped there, the rest of the last page included.
+    [[nodiscard]] std::uint32_t* Words() const { return reinterpret_cast<std::uint32_t*>(m_pages + PAGE); }
+    [[nodiscard]] std::size_t WordCount() const { return m_size / sizeof(std::uint32_t); }
+
+private:
+    static bool IsMapped(unsigned char* page) { return msync(page, PAGE, MS_ASYNC) == 0; }
+    static unsigned char* Reserve(std::size_t size)
+    {
+        void* const pages = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (pages == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
+        return static_cast<unsigned char*>(pages);
+    }
+
+    std::size_t m_size;
+    unsigned char* m_pages;
+    std::vector<unsigned char*> m_filled;
+};
+
+}  // namespace Support
