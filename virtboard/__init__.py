@@ -1,0 +1,1 @@
+"""The emulated ARM board: the real drivers under QEMU."""
