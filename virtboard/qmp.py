@@ -1,0 +1,33 @@
+"""QEMU's monitor protocol: one JSON object per line, over a socket."""
+
+import json
+import socket
+
+
+class QmpError(Exception):
+    """QEMU refused a command, or is gone."""
+
+
+class Monitor:
+    """Used by one thread at a time."""
+
+    def __init__(self, connection: socket.socket):
+        self._stream = connection.makefile("rw", encoding="utf-8")
+        self._receive()  # the greeting
+        self.execute("qmp_capabilities")
+
+    def execute(self, command: str, **arguments):
+        """Carries a command out and returns what it returns."""
+        self._stream.write(json.dumps({"execute": command, "arguments": arguments}) + "\n")
+        self._stream.flush()
+        while "event" in (answer := self._receive()):
+            pass
+        if "error" in answer:
+            raise QmpError(f"{command}: {answer['error']['desc']}")
+        return answer["return"]
+
+    def _receive(self) -> dict:
+        line = self._stream.readline()
+        if not line:
+            raise QmpError("QEMU has ended")
+        return json.loads(line)
