@@ -4,7 +4,7 @@ import shutil
 import subprocess
 from pathlib import Path
 
-from virtboard import kernel
+from virtboard import kernel, packages
 
 REPOSITORY = Path(__file__).parent.parent
 SCRIPTS = Path(__file__).parent / "rootfs"
@@ -14,32 +14,39 @@ LIBRARIES = [
 ]
 
 
-def build_programs(root: Path) -> None:
-    """Cross-compiles the library and the programs into build/armhf."""
-    subprocess.run(["cmake", "--preset", "armhf", f"-DTESTMODE_SYSROOT={root}"], cwd=REPOSITORY, check=True,
-                   stdout=subprocess.DEVNULL)
-    subprocess.run(["cmake", "--build", "--preset", "armhf", "--", "--quiet"], cwd=REPOSITORY, check=True)
-
-
-def build(root: Path, module: Path, folder: Path) -> Path:
-    """Puts the file system together and returns it as a cpio archive."""
+def build() -> Path:
+    """Builds whatever is missing and returns the file system as a cpio archive."""
+    kernel.fetch()
+    sysroot = packages.sysroot("armhf")
+    module = kernel.build_module()
+    _build_programs()
+    folder = packages.BUILD / "virtboard"
     tree = folder / "rootfs"
     shutil.rmtree(tree, ignore_errors=True)
     shutil.copytree(SCRIPTS, tree)
     for place in ("bin", "sbin", "usr/bin", "usr/sbin", "dev", "proc", "sys"):
         (tree / place).mkdir(parents=True, exist_ok=True)
-    shutil.copy2(root / "bin/busybox", tree / "bin")
-    (tree / "bin/sh").symlink_to("busybox")
-    _add_libraries(root, tree)
-    _add_modules([*kernel.driver_files(root), module], tree / "lib/modules")
+    _add_busybox(tree)
+    _add_libraries(sysroot, tree)
+    _add_modules([*kernel.driver_files(), module], tree / "lib/modules")
     _add_programs(tree)
     return _archive(tree, folder / "rootfs.cpio")
 
 
-def _add_libraries(root: Path, tree: Path) -> None:
+def _build_programs() -> None:
+    subprocess.run(["cmake", "--preset", "armhf"], cwd=REPOSITORY, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--build", "--preset", "armhf", "--", "--quiet"], cwd=REPOSITORY, check=True)
+
+
+def _add_busybox(tree: Path) -> None:
+    shutil.copy2(kernel.FOLDER / "bin/busybox", tree / "bin")
+    (tree / "bin/sh").symlink_to("busybox")
+
+
+def _add_libraries(sysroot: Path, tree: Path) -> None:
     for pattern in LIBRARIES:
-        for library in root.glob(pattern):
-            place = tree / library.relative_to(root)
+        for library in sysroot.glob(pattern):
+            place = tree / library.relative_to(sysroot)
             place.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(library, place, follow_symlinks=False)
 

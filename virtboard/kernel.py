@@ -1,4 +1,4 @@
-"""The board's kernel modules: ours, built against Debian's headers, and those of Debian's kernel that the board needs."""
+"""The board's kernel: Debian's, with the modules that the board needs, and our own module built against its headers."""
 
 import os
 import re
@@ -9,6 +9,7 @@ from pathlib import Path
 from virtboard import packages
 
 SOURCE = Path(__file__).parent / "module"
+FOLDER = packages.BUILD / "virtboard/kernel"
 CROSS_COMPILE = "arm-linux-gnueabihf-"
 DRIVERS = [
     "virtio_pci", "virtio_console", "virtio_gpu", "virtio_net", "xhci_pci", "usb_storage", "sd_mod", "vfat", "nls_cp437",
@@ -17,24 +18,52 @@ DRIVERS = [
 OTHER_PROCESSORS = {"crct10dif-arm-ce"}  # what only processors with further instructions load
 
 
-def build_module(root: Path, folder: Path) -> Path:
-    """Builds our module in `folder` and returns its file."""
+def fetch() -> None:
+    """Has Debian's kernel, its headers and busybox in FOLDER."""
+    if packages.unpack("armhf", FOLDER, _choose, "kernel, headers, busybox"):
+        # The headers' makefile names their common part by its place in an installed system.
+        makefile = next(FOLDER.glob("usr/src/linux-headers-*-armmp/Makefile"))
+        makefile.write_text(makefile.read_text().replace("include /usr", f"include {FOLDER}/usr"))
+
+
+def image() -> Path:
+    return next(FOLDER.glob("boot/vmlinuz-*"))
+
+
+def build_module() -> Path:
+    """Builds our module and returns its file."""
+    folder = packages.BUILD / "virtboard/module"
     folder.mkdir(parents=True, exist_ok=True)
     for source in SOURCE.iterdir():
         copy = folder / source.name
         if not copy.exists() or copy.read_bytes() != source.read_bytes():
             shutil.copyfile(source, copy)
-    headers = root / "usr/src" / f"linux-headers-{packages.kernel_release(root)}"
-    subprocess.run(["make", "--silent", f"-j{os.cpu_count()}", "-C", headers, f"M={folder}", "ARCH=arm",
-                    f"CROSS_COMPILE={CROSS_COMPILE}", "KCFLAGS=-Werror", "modules"], check=True)
+    subprocess.run(["make", "--silent", f"-j{os.cpu_count()}", "-C", FOLDER / f"usr/src/linux-headers-{_release()}",
+                    f"M={folder}", "ARCH=arm", f"CROSS_COMPILE={CROSS_COMPILE}", "KCFLAGS=-Werror", "modules"], check=True)
     return folder / "virtboard.ko"
 
 
-def driver_files(root: Path) -> list[Path]:
+def driver_files() -> list[Path]:
     """The files of Debian's modules that the board needs, in the order in which they load."""
-    release = packages.kernel_release(root)
-    subprocess.run(["depmod", "--basedir", root, release], check=True)
-    show = subprocess.run(["modprobe", "--dirname", root, "--set-version", release, "--show-depends", "--all", *DRIVERS],
-                          check=True, text=True, stdout=subprocess.PIPE).stdout
+    subprocess.run(["depmod", "--basedir", FOLDER, _release()], check=True)
+    show = subprocess.run(["modprobe", "--dirname", FOLDER, "--set-version", _release(), "--show-depends", "--all",
+                           *DRIVERS], check=True, text=True, stdout=subprocess.PIPE).stdout
     files = (Path(path) for path in re.findall(r"^insmod (\S+)", show, re.MULTILINE))
     return list(dict.fromkeys(file for file in files if file.stem not in OTHER_PROCESSORS))
+
+
+def _choose(apt: packages.Apt) -> list[str]:
+    """Kernel, headers, and the tools of the kernel's build for this host, at the newest version that all of them have."""
+    for version, depends in apt.versions("linux-image-armmp"):
+        release = re.search(r"linux-image-(\S+)-armmp", depends).group(1)
+        series = ".".join(release.split(".")[:2])
+        names = [f"linux-image-{release}-armmp", f"linux-headers-{release}-armmp", f"linux-headers-{release}-common",
+                 f"linux-kbuild-{series}:{apt.host}"]
+        if all(apt.has(name, version) for name in names):
+            return [f"{name}={version}" for name in names] + ["busybox-static"]
+    raise packages.PackageError("the package lists hold no kernel for the board with its headers: try again later")
+
+
+def _release() -> str:
+    """The kernel's release, such as 6.1.0-1-armmp."""
+    return image().name.removeprefix("vmlinuz-")
