@@ -1,10 +1,11 @@
 """Switches the board on, has the station test it and an operator touch its display, and leaves the records."""
 
 import shutil
+import subprocess
 import sys
 import time
 
-from virtboard import board, disks, packages
+from virtboard import BoardError, board, disks, packages
 from virtboard.finger import Operator
 from virtboard.machine import Machine
 
@@ -12,6 +13,14 @@ OUTPUT = packages.BUILD / "demo-arm"
 
 
 def main() -> int:
+    try:
+        return _run()
+    except (BoardError, subprocess.CalledProcessError, OSError) as error:
+        print(f"demo: {error}", file=sys.stderr)
+        return 2
+
+
+def _run() -> int:
     shutil.rmtree(OUTPUT, ignore_errors=True)
     print("Building and booting the board ...", file=sys.stderr)
     machine = board.switch_on(OUTPUT / "board")

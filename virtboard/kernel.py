@@ -6,7 +6,7 @@ import shutil
 import subprocess
 from pathlib import Path
 
-from virtboard import packages
+from virtboard import BoardError, packages
 
 SOURCE = Path(__file__).parent / "module"
 FOLDER = packages.BUILD / "virtboard/kernel"
@@ -61,7 +61,7 @@ def _choose(apt: packages.Apt) -> list[str]:
                  f"linux-kbuild-{series}:{apt.host}"]
         if all(apt.has(name, version) for name in names):
             return [f"{name}={version}" for name in names] + ["busybox-static"]
-    raise packages.PackageError("the package lists hold no kernel for the board with its headers: try again later")
+    raise BoardError("the package lists hold no kernel for the board with its headers: try again later")
 
 
 def _release() -> str:

@@ -33,18 +33,21 @@ class Machine:
                                           pass_fds=theirs.values())
         for pair in ends.values():
             pair[1].close()
-        self._monitor = Monitor(ends["monitor"][0])
-        self.plug = LoopbackPlug(ends["plug"][0])
-        self.shell = Shell(ends["host"][0])
-        self.station_line = self._find_station_line()
-        # A line that is always open: nobody notices when a station comes or goes.
-        self._held_line = os.open(self.station_line, os.O_RDWR | os.O_NOCTTY)
-        self.shell.await_board(BOOT_SECONDS)
+        try:
+            self._monitor = Monitor(ends["monitor"][0])
+            self.plug = LoopbackPlug(ends["plug"][0])
+            self.shell = Shell(ends["host"][0])
+            self.station_line = self._find_station_line()
+            # A line that is always open: nobody notices when a station comes or goes.
+            self._held_line = open(self.station_line, "rb", buffering=0, opener=_open_line)
+            self.shell.await_board(BOOT_SECONDS)
+        except BaseException:
+            self.power_off()
+            raise
 
     def power_off(self) -> None:
         self._qemu.terminate()
         self._qemu.wait()
-        os.close(self._held_line)
 
     def photograph(self) -> Picture:
         """What the display shows now."""
@@ -75,6 +78,10 @@ class Machine:
     def _find_station_line(self) -> str:
         lines = self._monitor.execute("query-chardev")
         return next(line["filename"] for line in lines if line["label"] == "station").removeprefix("pty:")
+
+
+def _open_line(path: str, flags: int) -> int:
+    return os.open(path, flags | os.O_NOCTTY)
 
 
 def _position(axis: str, pixel: int, pixels: int) -> dict:

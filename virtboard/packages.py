@@ -13,12 +13,10 @@ import sys
 from pathlib import Path
 from typing import Callable
 
+from virtboard import BoardError
+
 BUILD = Path(__file__).parent.parent / "build"
 LIBRARIES = ["libc6", "libgcc-s1", "libstdc++6", "libts0", "libts-dev"]
-
-
-class PackageError(Exception):
-    """The packages cannot be had."""
 
 
 class Apt:
@@ -91,7 +89,7 @@ def _run(command: list[str], **options) -> subprocess.CompletedProcess:
     try:
         return subprocess.run(command, check=True, text=True, **options)
     except subprocess.CalledProcessError as error:
-        raise PackageError(f"{' '.join(command)} failed with exit code {error.returncode}") from None
+        raise BoardError(f"{' '.join(command)} failed with exit code {error.returncode}") from None
 
 
 if __name__ == "__main__":

@@ -3,9 +3,7 @@
 import json
 import socket
 
-
-class QmpError(Exception):
-    """QEMU refused a command, or is gone."""
+from virtboard import BoardError
 
 
 class Monitor:
@@ -23,11 +21,11 @@ class Monitor:
         while "event" in (answer := self._receive()):
             pass
         if "error" in answer:
-            raise QmpError(f"{command}: {answer['error']['desc']}")
+            raise BoardError(f"{command}: {answer['error']['desc']}")
         return answer["return"]
 
     def _receive(self) -> dict:
         line = self._stream.readline()
         if not line:
-            raise QmpError("QEMU has ended")
+            raise BoardError("QEMU has ended: see qemu.log")
         return json.loads(line)

@@ -4,9 +4,7 @@ import base64
 import socket
 from typing import NamedTuple
 
-
-class ShellError(Exception):
-    """The board does not answer, or a command failed."""
+from virtboard import BoardError
 
 
 class Result(NamedTuple):
@@ -25,7 +23,7 @@ class Shell:
         """Waits until the board's own start is over."""
         self._connection.settimeout(seconds)
         if self._read_line() != "ready":
-            raise ShellError("the board's first words are not understood")
+            raise BoardError("the board's first words are not understood")
 
     def run(self, command: str, seconds: float = 30) -> Result:
         """Carries out a shell command of any length and returns when it has ended."""
@@ -38,14 +36,14 @@ class Shell:
         """Carries out a command that must succeed and returns its output."""
         result = self.run(command, seconds)
         if result.code != 0:
-            raise ShellError(f"{command}: exit code {result.code}\n{result.output.decode(errors='replace')}")
+            raise BoardError(f"{command}: exit code {result.code}\n{result.output.decode(errors='replace')}")
         return result.output.decode(errors="replace")
 
     def _read_line(self) -> str:
         try:
             line = self._stream.readline()
         except TimeoutError:
-            raise ShellError("the board does not answer") from None
+            raise BoardError("the board does not answer") from None
         if not line:
-            raise ShellError("the board is off")
+            raise BoardError("the board is off: see console")
         return line.decode().strip()
