@@ -69,7 +69,13 @@ class Machine:
                                                  "file": {"driver": "file", "filename": str(image)}})
         self._monitor.execute("device_add", driver="usb-storage", id=image.stem, drive=image.stem, bus="usb.0")
 
-    def pull_network_cable(self, is_in: bool) -> None:
+    def unplug_disk(self, image: Path) -> None:
+        """Pulls a disk out; the drivers take a moment to notice."""
+        self._monitor.execute("device_del", id=image.stem)
+        self._monitor.await_event("DEVICE_DELETED")
+        self._monitor.execute("blockdev-del", **{"node-name": image.stem})
+
+    def set_network_cable(self, is_in: bool) -> None:
         self._monitor.execute("set_link", name="network", up=is_in)
 
     def _send_input(self, *events: dict) -> None:

@@ -1,0 +1,29 @@
+"""The test application's end: in good order, and with no descriptor left over before it."""
+
+from support import BoardTest
+
+REQUESTS = [
+    ("READ_VERSION", b""), ("COMM_TEST", b"text"), ("GPO_TEST", b"\1"), ("GPI_TEST", b""), ("PWM_OUT_TEST", b"\1"),
+    ("EXT_DEVICE_TEST", b"\0\0"), ("EXT_DEVICE_TEST", b"\1/tmp/check"), ("EXT_DEVICE_TEST", b"\2" + b"10.0.2.2"),
+    ("EXT_DEVICE_TEST", b"\3eth0"), ("RTC_TEST", b"\0"), ("CONFIRM_TEST_MODE", b""),
+]
+
+
+class ExitTest(BoardTest):
+    def descriptors(self) -> list[str]:
+        return self.on_board("cd /proc/$(pidof testapp)/fd && for fd in *; do echo $fd $(readlink $fd); done").splitlines()
+
+    def test_no_check_leaves_a_descriptor_open(self):
+        before = self.descriptors()
+        self.assertIn("3 /dev/ttyS0", before)
+        for command, data in REQUESTS:
+            self.line.ask(command, data)
+        self.assertEqual(self.descriptors(), before)
+
+    def test_a_signal_ends_it_in_good_order(self):
+        self.on_board("rm -f /var/log/testapp.exit; kill -TERM $(pidof testapp);"
+                      " until [ -s /var/log/testapp.exit ]; do usleep 20000; done")
+        self.assertEqual(self.on_board("cat /var/log/testapp.exit"), "0")
+        self.assertIn("ended by Terminated", self.on_board("cat /var/log/testapp.log"))
+        self.on_board("start-testapp")
+        self.line.ask("CONFIRM_TEST_MODE")
