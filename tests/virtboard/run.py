@@ -1,0 +1,31 @@
+"""Builds and boots the board, and runs tests of this folder on it: all, or those that are named.
+
+usage: PYTHONPATH=. python3 tests/virtboard/run.py [TEST]...   such as test_clock or test_disk.DiskTest.test_no_disk
+Exit codes: 0 all passed, 1 one failed, 2 the board cannot be built or does not boot.
+"""
+
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+import support
+from virtboard import BoardError, board
+
+
+def main() -> int:
+    try:
+        support.machine = board.switch_on(support.OUTPUT)
+    except (BoardError, subprocess.CalledProcessError, OSError) as error:
+        print(f"The emulated board cannot be built or does not boot: {error}", file=sys.stderr)
+        return 2
+    try:
+        tests = sys.argv[1:] or ["discover", "--start-directory", str(Path(__file__).parent)]
+        program = unittest.main(module=None, argv=["run.py", *tests], verbosity=2, exit=False)
+        return 0 if program.result.wasSuccessful() else 1
+    finally:
+        support.machine.power_off()
+
+
+if __name__ == "__main__":
+    sys.exit(main())
