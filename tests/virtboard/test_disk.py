@@ -8,15 +8,6 @@ MOUNT, VERIFY = b"\0", b"\1"
 
 
 class DiskTest(BoardTest):
-    def plug(self, image):
-        self.machine.plug_disk(image)
-        self.addCleanup(self.unplug, image)
-        self.on_board("until [ -b /dev/sda ]; do usleep 20000; done")
-
-    def unplug(self, image):
-        self.machine.unplug_disk(image)
-        self.on_board("while [ -b /dev/sda ]; do usleep 20000; done")
-
     def assert_unmounted(self):
         self.assertNotIn("/mnt/usb", self.on_board("cat /proc/mounts"))
 
@@ -29,7 +20,7 @@ class DiskTest(BoardTest):
 
     def test_a_disk_without_partition_table(self):
         image = disks.make_whole(OUTPUT / "whole.img")
-        self.plug(image)
+        self.plug_disk(image)
         self.assertEqual(self.line.ask("EXT_DEVICE_TEST", MOUNT + b"\0")[0], PASS)
         self.assert_unmounted()
         self.write_through_the_library("/dev/sda")
@@ -37,18 +28,15 @@ class DiskTest(BoardTest):
 
     def test_a_disk_with_a_partition(self):
         image = disks.make_partitioned(OUTPUT / "partitioned.img")
-        self.plug(image)
+        self.plug_disk(image)
         self.assertEqual(self.line.ask("EXT_DEVICE_TEST", MOUNT + b"\0")[0], PASS)
         self.assert_unmounted()
         self.write_through_the_library("/dev/sda1")
         self.assertEqual(disks.read_file(image, "check.bin", partitioned=True), bytes(range(256)) * 4)
 
     def test_the_second_of_two_disks(self):
-        self.plug(disks.make_whole(OUTPUT / "whole.img"))
-        second = disks.make_partitioned(OUTPUT / "partitioned.img")
-        self.machine.plug_disk(second)
-        self.addCleanup(self.machine.unplug_disk, second)
-        self.on_board("until [ -b /dev/sdb1 ]; do usleep 20000; done")
+        self.plug_disk(disks.make_whole(OUTPUT / "whole.img"))
+        self.plug_disk(disks.make_partitioned(OUTPUT / "partitioned.img"), "sdb")
         self.assertEqual(self.line.ask("EXT_DEVICE_TEST", MOUNT + b"\1")[0], PASS)
         self.assertEqual(self.line.ask("EXT_DEVICE_TEST", MOUNT + b"\2")[0], FAIL)
 

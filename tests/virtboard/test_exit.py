@@ -5,20 +5,17 @@ from support import BoardTest
 REQUESTS = [
     ("READ_VERSION", b""), ("COMM_TEST", b"text"), ("GPO_TEST", b"\1"), ("GPI_TEST", b""), ("PWM_OUT_TEST", b"\1"),
     ("EXT_DEVICE_TEST", b"\0\0"), ("EXT_DEVICE_TEST", b"\1/tmp/check"), ("EXT_DEVICE_TEST", b"\2" + b"10.0.2.2"),
-    ("EXT_DEVICE_TEST", b"\3eth0"), ("RTC_TEST", b"\0"), ("CONFIRM_TEST_MODE", b""),
+    ("EXT_DEVICE_TEST", b"\3eth0"), ("LCD_BLU_TEST", b"\2"), ("RTC_TEST", b"\0"), ("CONFIRM_TEST_MODE", b""),
 ]
 
 
 class ExitTest(BoardTest):
-    def descriptors(self) -> list[str]:
-        return self.on_board("cd /proc/$(pidof testapp)/fd && for fd in *; do echo $fd $(readlink $fd); done").splitlines()
-
     def test_no_check_leaves_a_descriptor_open(self):
-        before = self.descriptors()
+        before = self.open_descriptors()
         self.assertIn("3 /dev/ttyS0", before)
         for command, data in REQUESTS:
             self.line.ask(command, data)
-        self.assertEqual(self.descriptors(), before)
+        self.assertEqual(self.open_descriptors(), before)
 
     def test_a_signal_ends_it_in_good_order(self):
         self.on_board("rm -f /var/log/testapp.exit; kill -TERM $(pidof testapp);"

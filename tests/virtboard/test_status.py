@@ -1,9 +1,7 @@
 """Outputs, inputs, PWM and version bits: the status driver."""
 
 from line import PASS
-from support import BoardTest
-
-DRIVER = "/sys/class/misc/dev_status"
+from support import DRIVER, BoardTest
 
 
 class StatusTest(BoardTest):
