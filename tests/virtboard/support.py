@@ -39,6 +39,14 @@ class BoardTest(unittest.TestCase):
         """The test application's, as "3 /dev/ttyS0"."""
         return self.on_board("cd /proc/$(pidof testapp)/fd; for fd in *; do echo $fd $(readlink $fd); done").splitlines()
 
+    def restart_testapp(self, signal: str) -> tuple[str, str]:
+        """Ends the test application by a signal and starts it again: what the former one's exit code was, and its output."""
+        code = self.on_board(f"rm -f /var/log/testapp.exit; kill -{signal} $(pidof testapp);"
+                             " until [ -s /var/log/testapp.exit ]; do usleep 20000; done; cat /var/log/testapp.exit")
+        output = self.on_board("cat /var/log/testapp.log")
+        self.on_board("start-testapp")
+        return code, output
+
     def assert_display(self, expected: Screen) -> None:
         """The display shows exactly this, soon: the kernel hands drawn pixels to the display some time later."""
         wanted = expected.picture()

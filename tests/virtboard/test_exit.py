@@ -18,9 +18,7 @@ class ExitTest(BoardTest):
         self.assertEqual(self.open_descriptors(), before)
 
     def test_a_signal_ends_it_in_good_order(self):
-        self.on_board("rm -f /var/log/testapp.exit; kill -TERM $(pidof testapp);"
-                      " until [ -s /var/log/testapp.exit ]; do usleep 20000; done")
-        self.assertEqual(self.on_board("cat /var/log/testapp.exit"), "0")
-        self.assertIn("ended by Terminated", self.on_board("cat /var/log/testapp.log"))
-        self.on_board("start-testapp")
+        code, output = self.restart_testapp("TERM")
+        self.assertEqual(code, "0")
+        self.assertIn("ended by Terminated", output)
         self.line.ask("CONFIRM_TEST_MODE")
