@@ -2,6 +2,7 @@
 // `errno`; nothing stands for what the simulated board does not own.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -89,12 +90,13 @@ std::string TouchPanelPath();
 /// to read. 0, or -1 when the read fails.
 int AwaitTouch(int fd);
 
-int SetSystemClock(const timeval& time);
+/// Sets the system clock to a time since 1970.
+int SetSystemClock(std::chrono::microseconds time);
 int MountDisk(const std::string& source, const std::string& target, const std::string& type);
 int Unmount(const std::string& target);
 
 int OpenRawSocket();
-std::optional<int> SetReceiveTimeout(int fd, const timeval& timeout);
+std::optional<int> SetReceiveTimeout(int fd, std::chrono::microseconds timeout);
 std::optional<long> SendDatagram(int fd, const void* message, std::size_t size, const sockaddr_in& destination);
 std::optional<long> ReceiveDatagram(int fd, void* buffer, std::size_t size, sockaddr_in& source);
 int RequestAddress(unsigned long request, void* argument, int realResult);

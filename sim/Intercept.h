@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <type_traits>
 
 #include <dlfcn.h>
 
@@ -29,15 +30,15 @@ void Record(Call call);
 using Limit = std::optional<std::size_t>;
 
 /// Carries a call out as the injected faults demand. `carryOut` gets the number of bytes it may move.
-template <class CarryOut>
-long Intercept(const char* name, int fd, long argument, CarryOut carryOut, const std::string& path = "")
+template <class CarryOut, class Result = std::invoke_result_t<CarryOut, Limit>>
+Result Intercept(const char* name, int fd, std::int64_t argument, CarryOut carryOut, const std::string& path = "")
 {
     if (!IsWatching()) {
         return carryOut(Limit());
     }
     const std::optional<Fault> fault = TakeFault(name);
     const bool isCarriedOut = !fault || fault->limit;
-    const long result = isCarriedOut ? carryOut(fault ? fault->limit : Limit()) : fault->result;
+    const Result result = isCarriedOut ? carryOut(fault ? fault->limit : Limit()) : static_cast<Result>(fault->result);
     const int error = isCarriedOut ? errno : fault->error;
     Record({name, fd, argument, result, path});
     errno = error;

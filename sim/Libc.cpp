@@ -6,10 +6,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
-#include <sys/select.h>
-#include <sys/time.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -47,15 +44,6 @@ ssize_t Read(int fd, void* buffer, std::size_t size)
     return Sim::Intercept("read", fd, static_cast<long>(size), [&](Sim::Limit limit) -> long {
         return Sim::AwaitTouch(fd) != 0 ? -1 : next(fd, buffer, std::min(size, limit.value_or(size)));
     });
-}
-
-long Request(int fd, unsigned long request, void* argument)
-{
-    static auto* const next = Sim::Next<int(int, unsigned long, ...)>("ioctl");
-    if (const auto result = Sim::RequestDevice(fd, request, argument)) {
-        return *result;
-    }
-    return Sim::RequestAddress(request, argument, next(fd, request, argument));
 }
 
 }  // namespace
@@ -160,26 +148,7 @@ off_t lseek(int fd, off_t offset, int whence) noexcept
 off64_t lseek64(int fd, off64_t offset, int whence) noexcept
 {
     static auto* const next = Sim::Next<off64_t(int, off64_t, int)>("lseek64");
-    return Sim::Intercept("lseek", fd, static_cast<long>(offset),
-                          [&](Sim::Limit /*limit*/) { return static_cast<long>(next(fd, offset, whence)); });
-}
-
-int ioctl(int fd, unsigned long request, ...) noexcept
-{
-    std::va_list arguments;
-    va_start(arguments, request);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
-    return static_cast<int>(Sim::Intercept("ioctl", fd, static_cast<long>(request),
-                                           [&](Sim::Limit /*limit*/) { return Request(fd, request, argument); }));
-}
-
-int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout)
-{
-    static auto* const next = Sim::Next<int(int, fd_set*, fd_set*, fd_set*, timeval*)>("select");
-    return static_cast<int>(Sim::Intercept("select", count, 0, [&](Sim::Limit /*limit*/) {
-        return next(count, readable, writable, exceptional, timeout);
-    }));
+    return Sim::Intercept("lseek", fd, offset, [&](Sim::Limit /*limit*/) { return next(fd, offset, whence); });
 }
 
 int tcsetattr(int fd, int action, const termios* line) noexcept
@@ -197,7 +166,7 @@ int tcflush(int fd, int queue) noexcept
         Sim::Intercept("tcflush", fd, queue, [&](Sim::Limit /*limit*/) { return next(fd, queue); }));
 }
 
-// Mounting and setting the clock never reach the PC, whether the board is on or off.
+// Mounting never reaches the PC, whether the board is on or off.
 
 int mount(const char* source, const char* target, const char* type, unsigned long flags, const void* /*data*/) noexcept
 {
@@ -216,13 +185,6 @@ int umount2(const char* target, int flags) noexcept
 int umount(const char* target) noexcept
 {
     return umount2(target, 0);
-}
-
-int settimeofday(const timeval* time, const struct timezone* /*zone*/) noexcept
-{
-    return static_cast<int>(Sim::Intercept("settimeofday", -1, 0, [&](Sim::Limit /*limit*/) {
-        return time == nullptr ? Sim::Fail(EPERM) : Sim::SetSystemClock(*time);
-    }));
 }
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument) noexcept

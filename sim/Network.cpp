@@ -22,7 +22,7 @@ namespace {
 constexpr std::size_t IP_HEADER_SIZE = 20;
 
 struct RawSocket {
-    timeval timeout = {};
+    std::chrono::microseconds timeout = {};
     std::vector<unsigned char> answer;  // with the IPv4 header in front
     in_addr from = {};
 };
@@ -104,7 +104,7 @@ int OpenRawSocket()
     return fd;
 }
 
-std::optional<int> SetReceiveTimeout(int fd, const timeval& timeout)
+std::optional<int> SetReceiveTimeout(int fd, std::chrono::microseconds timeout)
 {
     const std::lock_guard lock(g_mutex);
     RawSocket* const socket = Find(fd);
@@ -145,8 +145,7 @@ std::optional<long> ReceiveDatagram(int fd, void* buffer, std::size_t size, sock
         return std::nullopt;
     }
     if (socket->answer.empty()) {
-        const auto wait =
-            std::chrono::seconds(socket->timeout.tv_sec) + std::chrono::microseconds(socket->timeout.tv_usec);
+        const auto wait = socket->timeout;
         lock.unlock();
         std::this_thread::sleep_for(wait);
         return Fail(EAGAIN);

@@ -17,7 +17,7 @@ struct State {
     time_t setTo = 0;
     Clock::time_point setAt;
     std::vector<rtc_time> records;
-    std::optional<timeval> systemClock;
+    std::optional<std::chrono::microseconds> systemClock;
 };
 
 std::mutex g_mutex;
@@ -109,7 +109,7 @@ void ResetRealTimeClock()
     TheState() = {YEAR_2000, Clock::now(), {}, {}};
 }
 
-int SetSystemClock(const timeval& time)
+int SetSystemClock(std::chrono::microseconds time)
 {
     if (HasFault("clock-refused")) {
         return Fail(EPERM);
@@ -125,7 +125,7 @@ std::vector<rtc_time> RtcRecords()
     return TheState().records;
 }
 
-std::optional<timeval> SystemClock()
+std::optional<std::chrono::microseconds> SystemClock()
 {
     const std::lock_guard lock(g_mutex);
     return TheState().systemClock;

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -80,9 +81,9 @@ struct Call {
     int fd;  ///< the descriptor it was given; -1 when it takes none, for select the number of descriptors looked at
     /// open, mount, umount2: flags; read, write, sendto, recvfrom, mmap, munmap: size; lseek: offset; ioctl: request;
     /// tcsetattr: action; tcflush: queue; socket: type; setsockopt: option; else 0
-    long argument;
-    long result;       ///< fopen, mmap: 0, or -1 after a failure
-    std::string path;  ///< open, fopen: the path; mount: source, target, type; umount2: target; else empty
+    std::int64_t argument;
+    std::int64_t result;  ///< fopen, mmap: 0, or -1 after a failure
+    std::string path;     ///< open, fopen: the path; mount: source, target, type; umount2: target; else empty
 };
 
 /// Records calls from construction to destruction; one at a time.
@@ -157,8 +158,8 @@ void SetVersion(const std::array<unsigned char, 3>& version);
 
 /// The records that the real-time clock was set with, in order.
 std::vector<rtc_time> RtcRecords();
-/// What the system clock was last set to, if it was.
-std::optional<timeval> SystemClock();
+/// The time since 1970 that the system clock was last set to, if it was.
+std::optional<std::chrono::microseconds> SystemClock();
 
 /// Gives "/dev/fb0" a black screen of that size in pixels, 1 to MAX_SCREEN_SIDE each, instead of 800 x 480; throws
 /// std::invalid_argument for any other. Who has opened it before keeps the former screen.

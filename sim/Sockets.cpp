@@ -19,21 +19,6 @@ int socket(int domain, int type, int protocol) noexcept
     }));
 }
 
-int setsockopt(int fd, int level, int option, const void* value, socklen_t size) noexcept
-{
-    static auto* const next = Sim::Next<int(int, int, int, const void*, socklen_t)>("setsockopt");
-    return static_cast<int>(Sim::Intercept("setsockopt", fd, option, [&](Sim::Limit /*limit*/) -> long {
-        timeval timeout = {};
-        if (level == SOL_SOCKET && option == SO_RCVTIMEO && size == sizeof timeout) {
-            std::memcpy(&timeout, value, sizeof timeout);
-            if (Sim::SetReceiveTimeout(fd, timeout)) {
-                return 0;
-            }
-        }
-        return next(fd, level, option, value, size);
-    }));
-}
-
 ssize_t sendto(int fd, const void* message, size_t size, int flags, const sockaddr* address, socklen_t addressSize)
 {
     static auto* const next = Sim::Next<ssize_t(int, const void*, size_t, int, const sockaddr*, socklen_t)>("sendto");

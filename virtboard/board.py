@@ -10,9 +10,9 @@ STATION = image.REPOSITORY / "build/dev/apps/station/station"
 PING_ADDRESS = "10.0.2.2"  # QEMU's own host on the user network
 
 
-def switch_on(folder: Path) -> Machine:
+def switch_on(folder: Path, with_unit_tests: bool = False) -> Machine:
     """Builds whatever is missing and boots the board, with its files in `folder`."""
-    root_file_system = image.build()
+    root_file_system = image.build(with_unit_tests)
     folder.mkdir(parents=True, exist_ok=True)
     return Machine(kernel.image(), root_file_system, folder)
 

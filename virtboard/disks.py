@@ -5,12 +5,12 @@ import struct
 import subprocess
 from pathlib import Path
 
+from virtboard.tools import run
+
 SECTOR = 512            # bytes
 SECTORS = 32768         # of every disk: 16 MiB
 PARTITION_START = 2048  # sector
 FAT16 = 0x0E            # type of the partition: FAT16, addressed by sector
-
-SYSTEM_TOOLS = {**os.environ, "PATH": f"{os.environ['PATH']}:/usr/sbin:/sbin"}
 
 
 def make_whole(path: Path) -> Path:
@@ -31,13 +31,12 @@ def make_partitioned(path: Path) -> Path:
 def read_file(path: Path, name: str, partitioned: bool = False) -> bytes:
     """The content of a file on a disk that is not mounted."""
     offset = PARTITION_START * SECTOR if partitioned else 0
-    return subprocess.run(["mtype", "-i", f"{path}@@{offset}", f"::{name}"], check=True, stdout=subprocess.PIPE).stdout
+    return run("mtype", "-i", f"{path}@@{offset}", f"::{name}", stdout=subprocess.PIPE).stdout
 
 
 def _make(path: Path, start: int) -> Path:
     path.write_bytes(b"")
     os.truncate(path, SECTORS * SECTOR)
     blocks = (SECTORS - start) * SECTOR // 1024
-    subprocess.run(["mkfs.vfat", "-F", "16", f"--offset={start}", path, str(blocks)], check=True, env=SYSTEM_TOOLS,
-                   stdout=subprocess.DEVNULL)
+    run("mkfs.vfat", "-F", "16", f"--offset={start}", path, str(blocks), stdout=subprocess.DEVNULL)
     return path

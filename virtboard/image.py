@@ -2,24 +2,28 @@
 
 import shutil
 import subprocess
+import sys
 from pathlib import Path
 
 from virtboard import kernel, packages
+from virtboard.tools import run
 
 REPOSITORY = Path(__file__).parent.parent
 SCRIPTS = Path(__file__).parent / "rootfs"
+BUILD = REPOSITORY / "build/armhf"
 LIBRARIES = [
     "lib/ld-linux-armhf.so.3", "lib/arm-linux-gnueabihf/*.so*", "usr/lib/arm-linux-gnueabihf/libstdc++.so.6*",
     "usr/lib/arm-linux-gnueabihf/libts.so.0*", "usr/lib/arm-linux-gnueabihf/ts0/*.so",
 ]
 
 
-def build() -> Path:
-    """Builds whatever is missing and returns the file system as a cpio archive."""
+def build(with_unit_tests: bool = False) -> Path:
+    """Builds whatever is missing and returns the file system as a cpio archive. The unit tests' programs, and the files
+    that they read, lie where they are on this host."""
     kernel.fetch()
     sysroot = packages.sysroot("armhf")
     module = kernel.build_module()
-    _build_programs()
+    _build_programs(with_unit_tests)
     folder = packages.BUILD / "virtboard"
     tree = folder / "rootfs"
     shutil.rmtree(tree, ignore_errors=True)
@@ -30,12 +34,21 @@ def build() -> Path:
     _add_libraries(sysroot, tree)
     _add_modules([*kernel.driver_files(), module], tree / "lib/modules")
     _add_programs(tree)
+    if with_unit_tests:
+        _add_unit_tests(tree)
+    _add_touch_panel_settings(tree)
     return _archive(tree, folder / "rootfs.cpio")
 
 
-def _build_programs() -> None:
-    subprocess.run(["cmake", "--preset", "armhf"], cwd=REPOSITORY, check=True, stdout=subprocess.DEVNULL)
-    subprocess.run(["cmake", "--build", "--preset", "armhf", "--", "--quiet"], cwd=REPOSITORY, check=True)
+def unit_tests() -> list[Path]:
+    """The unit tests' programs that need nothing but the library and the simulated board."""
+    return [BUILD / "tests" / name for name in ("test_ostrel", "test_common", "test_uart", "ioctl/test_ioctl")]
+
+
+def _build_programs(with_unit_tests: bool) -> None:
+    tests = "ON" if with_unit_tests else "OFF"
+    run("cmake", "--preset", "armhf", f"-DTESTMODE_BUILD_TESTS={tests}", cwd=REPOSITORY, stdout=subprocess.DEVNULL)
+    run("cmake", "--build", "--preset", "armhf", "--", "--quiet", cwd=REPOSITORY, stdout=sys.stderr)
 
 
 def _add_busybox(tree: Path) -> None:
@@ -59,14 +72,27 @@ def _add_modules(modules: list[Path], place: Path) -> None:
 
 
 def _add_programs(tree: Path) -> None:
-    subprocess.run(["cmake", "--install", REPOSITORY / "build/armhf", "--strip", "--prefix", tree / "usr"], check=True,
-                   stdout=subprocess.DEVNULL)
+    run("cmake", "--install", BUILD, "--strip", "--prefix", tree / "usr", stdout=subprocess.DEVNULL)
     shutil.rmtree(tree / "usr/include")
+
+
+def _add_unit_tests(tree: Path) -> None:
+    data = [REPOSITORY / "sim/ts.conf", *(REPOSITORY / "tests/ioctl/images").iterdir()]
+    libraries = [BUILD / "sim/libsimboard.so", BUILD / "libtestmode.so.0", BUILD / "ostrel/libOstrel.so.0"]
+    for file in [*unit_tests(), *libraries, *data]:
+        place = tree / file.relative_to("/")
+        place.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(file, place)
+
+
+def _add_touch_panel_settings(tree: Path) -> None:
+    """The panel reports units of its own, which /etc/pointercal makes pixels of the display."""
+    settings = (REPOSITORY / "sim/ts.conf").read_text()
+    (tree / "etc/ts.conf").write_text(f"{settings}\nmodule linear\n")
 
 
 def _archive(tree: Path, archive: Path) -> Path:
     names = "\n".join(str(path.relative_to(tree)) for path in sorted(tree.rglob("*")))
     with archive.open("wb") as output:
-        subprocess.run(["cpio", "--create", "--format=newc", "--owner=0:0", "--quiet"], cwd=tree, check=True,
-                       input=names.encode(), stdout=output)
+        run("cpio", "--create", "--format=newc", "--owner=0:0", "--quiet", cwd=tree, input=names.encode(), stdout=output)
     return archive

@@ -3,10 +3,10 @@
 import os
 import re
 import shutil
-import subprocess
 from pathlib import Path
 
 from virtboard import BoardError, packages
+from virtboard.tools import output_of, run
 
 SOURCE = Path(__file__).parent / "module"
 FOLDER = packages.BUILD / "virtboard/kernel"
@@ -38,16 +38,15 @@ def build_module() -> Path:
         copy = folder / source.name
         if not copy.exists() or copy.read_bytes() != source.read_bytes():
             shutil.copyfile(source, copy)
-    subprocess.run(["make", "--silent", f"-j{os.cpu_count()}", "-C", FOLDER / f"usr/src/linux-headers-{_release()}",
-                    f"M={folder}", "ARCH=arm", f"CROSS_COMPILE={CROSS_COMPILE}", "KCFLAGS=-Werror", "modules"], check=True)
+    run("make", "--silent", f"-j{os.cpu_count()}", "-C", FOLDER / f"usr/src/linux-headers-{_release()}", f"M={folder}",
+        "ARCH=arm", f"CROSS_COMPILE={CROSS_COMPILE}", "KCFLAGS=-Werror", "modules")
     return folder / "virtboard.ko"
 
 
 def driver_files() -> list[Path]:
     """The files of Debian's modules that the board needs, in the order in which they load."""
-    subprocess.run(["depmod", "--basedir", FOLDER, _release()], check=True)
-    show = subprocess.run(["modprobe", "--dirname", FOLDER, "--set-version", _release(), "--show-depends", "--all",
-                           *DRIVERS], check=True, text=True, stdout=subprocess.PIPE).stdout
+    run("depmod", "--basedir", FOLDER, _release())
+    show = output_of("modprobe", "--dirname", FOLDER, "--set-version", _release(), "--show-depends", "--all", *DRIVERS)
     files = (Path(path) for path in re.findall(r"^insmod (\S+)", show, re.MULTILINE))
     return list(dict.fromkeys(file for file in files if file.stem not in OTHER_PROCESSORS))
 

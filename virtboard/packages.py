@@ -13,17 +13,19 @@ import sys
 from pathlib import Path
 from typing import Callable
 
-from virtboard import BoardError
+from virtboard.tools import output_of, run
 
 BUILD = Path(__file__).parent.parent / "build"
-LIBRARIES = ["libc6", "libgcc-s1", "libstdc++6", "libts0", "libts-dev"]
+LIBRARIES = [
+    "libc6", "libgcc-s1", "libstdc++6", "libts0", "libts-dev", "libpng16-16", "libpng-dev", "zlib1g", "zlib1g-dev",
+]
 
 
 class Apt:
     """apt for one architecture and the host's own, with everything it writes below one folder."""
 
     def __init__(self, architecture: str, folder: Path):
-        self.host = _run(["dpkg", "--print-architecture"], stdout=subprocess.PIPE).stdout.strip()
+        self.host = output_of("dpkg", "--print-architecture").strip()
         self._archives = folder / "archives"
         for place in (self._archives, folder / "lists/partial"):
             place.mkdir(parents=True, exist_ok=True)
@@ -44,7 +46,7 @@ class Apt:
 
     def versions(self, name: str) -> list[tuple[str, str]]:
         """The versions of a package, newest first, each with its dependencies."""
-        show = _run(["apt-cache", *self._options, "show", name], stdout=subprocess.PIPE).stdout
+        show = output_of("apt-cache", *self._options, "show", name)
         return re.findall(r"^Version: (\S+)(?:\n.+)*?\nDepends: (.+)", show, re.MULTILINE)
 
     def has(self, name: str, version: str) -> bool:
@@ -56,7 +58,7 @@ class Apt:
         """Downloads exactly these packages, as NAME or NAME:ARCHITECTURE=VERSION, and returns their files."""
         for old in self._archives.glob("*.deb"):
             old.unlink()
-        _run(["apt-get", *self._options, "-qq", "download", *packages], cwd=self._archives)
+        run("apt-get", *self._options, "-qq", "download", *packages, cwd=self._archives)
         return sorted(self._archives.glob("*.deb"))
 
 
@@ -73,7 +75,7 @@ def unpack(architecture: str, folder: Path, choose: Callable[[Apt], list[str]], 
     apt = Apt(architecture, BUILD / "apt" / architecture)
     apt.update()
     for package in apt.download(choose(apt)):
-        _run(["dpkg-deb", "--extract", str(package), str(folder)])
+        run("dpkg-deb", "--extract", package, folder)
     done.write_text(stamp)
     return True
 
@@ -83,13 +85,6 @@ def sysroot(architecture: str) -> Path:
     folder = BUILD / "sysroot" / architecture
     unpack(architecture, folder, lambda apt: LIBRARIES, " ".join(LIBRARIES))
     return folder
-
-
-def _run(command: list[str], **options) -> subprocess.CompletedProcess:
-    try:
-        return subprocess.run(command, check=True, text=True, **options)
-    except subprocess.CalledProcessError as error:
-        raise BoardError(f"{' '.join(command)} failed with exit code {error.returncode}") from None
 
 
 if __name__ == "__main__":

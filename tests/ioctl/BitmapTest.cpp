@@ -52,15 +52,17 @@ public:
     [[nodiscard]] std::uint32_t Pixel(std::size_t column, std::size_t row) const
     {
         const std::size_t stride = (static_cast<std::size_t>(Width()) * 3 + 3) / 4 * 4;
-        return Number(Number(10, 4) + (static_cast<std::size_t>(Height()) - 1 - row) * stride + column * 3, 3);
+        return Number(
+            std::uint64_t{Number(10, 4)} + (static_cast<std::size_t>(Height()) - 1 - row) * stride + column * 3, 3);
     }
 
 private:
-    [[nodiscard]] std::uint32_t Number(std::size_t offset, std::size_t size) const
+    [[nodiscard]] std::uint32_t Number(std::uint64_t offset, std::size_t size) const
     {
         std::uint32_t number = 0;
         for (std::size_t i = 0; i < size; ++i) {
-            number |= offset + i < m_file.size() ? std::uint32_t{m_file[offset + i]} << 8 * i : 0U;
+            number |=
+                offset + i < m_file.size() ? std::uint32_t{m_file[static_cast<std::size_t>(offset) + i]} << 8 * i : 0U;
         }
         return number;
     }

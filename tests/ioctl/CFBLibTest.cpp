@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/fb.h>
+#include <sys/ioctl.h>
 
 #include "tests/ioctl/Board.h"
 #include "tests/support/Bmp.h"
@@ -238,11 +239,11 @@ TEST_F(Display, EachMappingIsReleasedAtItsOwnSize)
     ASSERT_EQ(display->InitializeScreenBuffer(), 0);
     display.reset();
     EXPECT_EQ(first.MappedPages(), 0U);
-    std::vector<long> sizes;
+    std::vector<std::int64_t> sizes;
     for (const Sim::Call& call : recording.Calls("munmap")) {
         sizes.push_back(call.argument);
     }
-    EXPECT_EQ(sizes, (std::vector<long>{3 * PAGE, 7 * PAGE}));
+    EXPECT_EQ(sizes, (std::vector<std::int64_t>{3 * PAGE, 7 * PAGE}));
     EXPECT_EQ(recording.Calls("mmap").at(0).argument, long{7 * PAGE});
 }
 

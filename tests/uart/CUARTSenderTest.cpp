@@ -92,11 +92,11 @@ TEST_F(Sender, GoesOnAfterAShortWriteInChunksOf4096)
     const Sim::Recording recording;
     EXPECT_EQ(m_sender.SendBytes(Port(), data.data(), 5000), 5000);
     EXPECT_EQ(Written(5000), data);
-    std::vector<long> sizes;
+    std::vector<std::int64_t> sizes;
     for (const Sim::Call& call : recording.Calls("write")) {
         sizes.push_back(call.argument);
     }
-    EXPECT_EQ(sizes, (std::vector<long>{4096, 4096, 804}));
+    EXPECT_EQ(sizes, (std::vector<std::int64_t>{4096, 4096, 804}));
 }
 
 TEST_F(Sender, WaitsForAFullPort)

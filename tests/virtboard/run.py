@@ -4,7 +4,6 @@ usage: PYTHONPATH=. python3 tests/virtboard/run.py [TEST]...   such as test_cloc
 Exit codes: 0 all passed, 1 one failed, 2 the board cannot be built or does not boot.
 """
 
-import subprocess
 import sys
 import unittest
 from pathlib import Path
@@ -15,8 +14,8 @@ from virtboard import BoardError, board
 
 def main() -> int:
     try:
-        support.machine = board.switch_on(support.OUTPUT)
-    except (BoardError, subprocess.CalledProcessError, OSError) as error:
+        support.machine = board.switch_on(support.OUTPUT, with_unit_tests=True)
+    except (BoardError, OSError) as error:
         print(f"The emulated board cannot be built or does not boot: {error}", file=sys.stderr)
         return 2
     try:

@@ -1,6 +1,7 @@
 """The station's whole plan, with an operator at the display."""
 
 import json
+import subprocess
 
 from support import OUTPUT, BoardTest
 from virtboard import board, disks
@@ -12,7 +13,7 @@ class PlanTest(BoardTest):
         self.plug_disk(disks.make_whole(OUTPUT / "plan.img"))
         operator = Operator(self.machine)
         plan = board.station(self.machine, "run", "--ping", board.PING_ADDRESS, "--interface", "eth0",
-                             "--json", str(OUTPUT / "unit.json"))
+                             "--json", str(OUTPUT / "unit.json"), stdout=subprocess.DEVNULL)
         while plan.poll() is None:
             operator.look()
         record = json.loads((OUTPUT / "unit.json").read_text())
