@@ -106,9 +106,9 @@ bool IsInside(std::int32_t first, std::int32_t count, int size)
 
 int SetArea(const Area& area)
 {
-    const auto [unused, depth, width, height, x, y] = area;
-    if (HasFault("display-refuses") || depth != BITS_PER_PIXEL || !IsInside(x, width, TheState().width) ||
-        !IsInside(y, height, TheState().height)) {
+    const auto [reserved, depth, width, height, x, y] = area;
+    if (HasFault("display-refuses") || reserved != 0 || depth != BITS_PER_PIXEL ||
+        !IsInside(x, width, TheState().width) || !IsInside(y, height, TheState().height)) {
         return -EINVAL;
     }
     TheState().area = area;

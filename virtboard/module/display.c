@@ -29,7 +29,8 @@ static s32 brightness = 100;	/* percent */
 
 static bool is_on_screen(const struct osd_info *info, const struct fb_info *screen)
 {
-	return (u64)info->x + info->width <= screen->var.xres && (u64)info->y + info->height <= screen->var.yres;
+	return info->width > 0 && info->height > 0 &&
+		(u64)info->x + info->width <= screen->var.xres && (u64)info->y + info->height <= screen->var.yres;
 }
 
 static int set_area(const struct fb_info *screen, const void __user *record)
