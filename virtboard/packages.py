@@ -6,6 +6,7 @@ usage: python3 -m virtboard.packages ARCHITECTURE
 unpacks the libraries that a cross build needs into build/sysroot/ARCHITECTURE.
 """
 
+import functools
 import re
 import shutil
 import subprocess
@@ -42,7 +43,8 @@ class Apt:
         update = subprocess.run(["apt-get", *self._options, "-qq", "update"], check=False, text=True,
                                 stderr=subprocess.PIPE)
         if update.returncode != 0:
-            print(f"{update.stderr.strip()}\nGoing on with the package lists at hand.", file=sys.stderr)
+            reasons = [line for line in update.stderr.splitlines() if line.startswith("E:")]
+            print(*reasons, "Going on with the package lists at hand.", sep="\n", file=sys.stderr)
 
     def versions(self, name: str) -> list[tuple[str, str]]:
         """The versions of a package, newest first, each with its dependencies."""
@@ -72,8 +74,7 @@ def unpack(architecture: str, folder: Path, choose: Callable[[Apt], list[str]], 
     done.unlink(missing_ok=True)
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir(parents=True)
-    apt = Apt(architecture, BUILD / "apt" / architecture)
-    apt.update()
+    apt = _updated_apt(architecture)
     for package in apt.download(choose(apt)):
         run("dpkg-deb", "--extract", package, folder)
     done.write_text(stamp)
@@ -85,6 +86,13 @@ def sysroot(architecture: str) -> Path:
     folder = BUILD / "sysroot" / architecture
     unpack(architecture, folder, lambda apt: LIBRARIES, " ".join(LIBRARIES))
     return folder
+
+
+@functools.cache
+def _updated_apt(architecture: str) -> Apt:
+    apt = Apt(architecture, BUILD / "apt" / architecture)
+    apt.update()
+    return apt
 
 
 if __name__ == "__main__":
