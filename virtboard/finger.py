@@ -1,10 +1,12 @@
 """The operator of the touch test: puts the finger on each target as it appears on the display."""
 
+import time
 from typing import NamedTuple, Optional
 
 from virtboard.machine import HEIGHT, WIDTH, Machine
 from virtboard.picture import Picture
 
+SETTLED_SECONDS = 0.25  # the kernel hands what is drawn to the display in parts, 0.05 seconds apart
 LARGEST_TARGET = 200  # pixels, width and height; what changes more than that is another picture
 
 
@@ -32,14 +34,15 @@ class Operator:
         self._known = Picture(WIDTH, HEIGHT, bytes(WIDTH * HEIGHT * 3))  # what no target is on
         self._last_target: Optional[Box] = None
         self._last_look = self._known
+        self._changed_at = time.monotonic()
         self._is_judged = False
 
     def look(self) -> None:
-        """Touches a target when two looks in a row show the same, so that it is complete."""
+        """Touches a target when the display has stayed the same for a while, so that it is complete."""
         picture = self._machine.photograph()
         if picture.pixels != self._last_look.pixels:
-            self._last_look, self._is_judged = picture, False
-        elif not self._is_judged:
+            self._last_look, self._changed_at, self._is_judged = picture, time.monotonic(), False
+        elif not self._is_judged and time.monotonic() - self._changed_at >= SETTLED_SECONDS:
             self._is_judged = True
             self._judge(picture)
 
