@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <climits>
 #include <random>
-#include <sstream>
 
 #include "ioctl/CFBLib.h"
 #include "tests/ioctl/Board.h"
@@ -164,17 +163,6 @@ void Draw(Screen& screen, const Operation& operation)
     }
 }
 
-std::string Text(const Operation& operation)
-{
-    const tBMP& bmp = operation.bmp;
-    std::ostringstream text;
-    text << "operation " << operation.kind << " at " << operation.x << "," << operation.y << " value "
-         << operation.value << " color " << operation.color << " image " << bmp.nWidth << " x " << bmp.nHeight
-         << " key mode " << bmp.nKeyMode << " bg mode " << bmp.nBgMode << " alpha " << bmp.nAlpha
-         << (bmp.pData == nullptr ? " no pixels" : "") << (bmp.pBgData == nullptr ? " no background" : "");
-    return text.str();
-}
-
 class Drawing : public Support::Board {
 protected:
     /// A screen with nothing around it that could be written.
@@ -187,7 +175,7 @@ protected:
         CFBLib display;
         ASSERT_EQ(display.Open(), 0);
         ASSERT_EQ(display.InitializeScreenBuffer(), 0);
-        ASSERT_EQ(gap.MappedPages(), gap.Pages()) << "the screen is mapped elsewhere";
+        ASSERT_TRUE(gap.IsMapped()) << "the screen is mapped elsewhere";
         for (int i = 0; i < operations && !HasFailure(); ++i) {
             Model model = {width, height, m_random.AreaSide(width), m_random.AreaSide(height),
                            m_random.Words(gap.WordCount())};
@@ -213,9 +201,9 @@ protected:
         const auto wrong = std::mismatch(model.pixels.begin(), model.pixels.end(), gap.Words());
         const auto index = wrong.first - model.pixels.begin();
         EXPECT_TRUE(wrong.first == model.pixels.end())
-            << Text(operation) << " in the area " << model.areaWidth << " x " << model.areaHeight << " of a screen "
-            << model.width << " x " << model.height << ": row " << index / model.width << " column "
-            << index % model.width << std::hex << " is " << *wrong.second << " instead of " << *wrong.first;
+            << "operation " << operation.kind << " at " << operation.x << "," << operation.y << ": row "
+            << index / model.width << " column " << index % model.width << std::hex << " is " << *wrong.second
+            << " instead of " << *wrong.first;
         const std::string size = std::to_string(operation.bmp.nWidth) + " " + std::to_string(operation.bmp.nHeight);
         const Texts lines = {"[D] [DrawBmp] START", "[D] [DrawBmp] " + size + "\n", "[D] [DrawBmp] Success"};
         EXPECT_EQ(Support::TakeTexts("CFBLib"), operation.kind < 3 ? Texts() : lines);

@@ -29,6 +29,11 @@ protected:
         return Support::Program(command);
     }
 
+    static void AwaitDrawing(const Support::Program& simboard)
+    {
+        EXPECT_TRUE(Support::WaitFor([&] { return simboard.Output().find("waiting") != std::string::npos; }));
+    }
+
     /// The picture's colours: red, green and blue of each pixel. Empty when it is no picture of 4 x 2 pixels.
     [[nodiscard]] Bytes Colours() const
     {
@@ -52,16 +57,12 @@ const Bytes DRAWN = {0xFF, 0, 0, 0, 0xFF, 0, 0x12, 0x34, 0x56, 0, 0, 0, 0, 0, 0,
 
 TEST_F(Screenshot, ShowsWhatTheProgramLeftOnTheDisplay)
 {
-    Support::Program simboard = Run({SCREEN_PROBE, "5"});
-    EXPECT_EQ(simboard.Finish(), 5) << simboard.Output();
+    Support::Program drawing = Run({SCREEN_PROBE, "5"});
+    EXPECT_EQ(drawing.Finish(), 5) << drawing.Output();
     EXPECT_EQ(Colours(), DRAWN);
-}
-
-TEST_F(Screenshot, IsBlackWhenNothingWasDrawn)
-{
-    Support::Program simboard = Run({"/no/such/program"});
-    EXPECT_EQ(simboard.Finish(), 127);
-    EXPECT_EQ(simboard.Output(), "simboard: /no/such/program: No such file or directory\n");
+    Support::Program missing = Run({"/no/such/program"});
+    EXPECT_EQ(missing.Finish(), 127);
+    EXPECT_EQ(missing.Output(), "simboard: /no/such/program: No such file or directory\n");
     EXPECT_EQ(Colours(), Bytes(DRAWN.size(), 0));
 }
 
@@ -70,7 +71,7 @@ TEST_F(Screenshot, IsWrittenWhenASignalEndsTheProgram)
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         std::filesystem::remove(m_picture);
         Support::Program simboard = Run({SCREEN_PROBE, "wait"});
-        ASSERT_TRUE(Support::WaitFor([&] { return simboard.Output().find("waiting") != std::string::npos; }));
+        AwaitDrawing(simboard);
         simboard.Signal(signal);
         EXPECT_EQ(simboard.Finish(), 128 + signal) << simboard.Output();
         EXPECT_EQ(Colours(), DRAWN) << signal;
@@ -89,7 +90,7 @@ TEST_F(Screenshot, IsRefusedBeforeTheProgramIsStarted)
 TEST_F(Screenshot, IsMissedWhenItCannotBeWrittenAfterAll)
 {
     Support::Program simboard = Run({SCREEN_PROBE, "wait"});
-    ASSERT_TRUE(Support::WaitFor([&] { return simboard.Output().find("waiting") != std::string::npos; }));
+    AwaitDrawing(simboard);
     std::filesystem::remove(m_picture);
     std::filesystem::create_directory(m_picture);
     simboard.Signal(SIGTERM);

@@ -34,25 +34,25 @@ inline void Put(Bytes& file, std::size_t offset, std::size_t size, std::uint32_t
     }
 }
 
-/// The two headers of a BMP file, the second with `infoSize` bytes, and a gap behind them.
-inline Bytes BmpHeader(std::int32_t width, std::int32_t height, unsigned int bits = 24, std::uint32_t infoSize = 40,
-                       std::uint32_t gap = 0)
+/// The headers of a BMP file of 24 bits.
+inline Bytes BmpHeader(std::int32_t width, std::int32_t height)
 {
-    Bytes file(14 + infoSize, 0);
-    file.append(gap, 0xEE);
+    Bytes file(54, 0);
     Put(file, 0, 2, 'B' | 'M' << 8);
-    Put(file, 10, 4, 14 + infoSize + gap);
-    Put(file, 14, 4, infoSize);
+    Put(file, 10, 4, 54);
+    Put(file, 14, 4, 40);
     Put(file, 18, 4, static_cast<std::uint32_t>(width));
     Put(file, 22, 4, static_cast<std::uint32_t>(height));
     Put(file, 26, 2, 1);
-    Put(file, 28, 2, bits);
+    Put(file, 28, 2, 24);
     return file;
 }
 
-/// Appends the pixels of a 24-bit image, given from the top row on. The bytes that fill its rows up are not 0.
-inline Bytes BmpFile(Bytes file, int width, const Pixels& pixels)
+/// A BMP file of `Pattern`, from the bottom row up. The bytes that fill its rows up are not 0.
+inline Bytes BmpFile(int width, int height, unsigned int seed = 0)
 {
+    Bytes file = BmpHeader(width, height);
+    const Pixels pixels = Pattern(width, height, seed);
     const auto columns = static_cast<std::size_t>(width);
     for (std::size_t row = pixels.size() / columns; row-- > 0;) {
         for (std::size_t column = 0; column < columns; ++column) {
@@ -62,12 +62,6 @@ inline Bytes BmpFile(Bytes file, int width, const Pixels& pixels)
         file.append((4 - columns * 3 % 4) % 4, 0xDD);
     }
     return file;
-}
-
-/// A 24-bit BMP file of `Pattern`.
-inline Bytes BmpFile(int width, int height, unsigned int seed = 0)
-{
-    return BmpFile(BmpHeader(width, height), width, Pattern(width, height, seed));
 }
 
 /// A file in memory, as long as this object is there.

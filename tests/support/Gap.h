@@ -14,8 +14,6 @@ namespace Support {
 /// Leaves one place for the next mapping of a size, between pages that cannot be touched.
 class Gap {
 public:
-    static constexpr std::size_t PAGE = 4096;
-
     explicit Gap(std::size_t size) : m_size((size + PAGE - 1) / PAGE * PAGE)
     {
         m_pages = Reserve(m_size + 2 * PAGE);
@@ -35,22 +33,15 @@ public:
     Gap(const Gap&) = delete;
     Gap& operator=(const Gap&) = delete;
 
-    /// The pages that are mapped there now.
-    [[nodiscard]] std::size_t MappedPages() const
-    {
-        std::size_t count = 0;
-        for (std::size_t at = PAGE; at <= m_size; at += PAGE) {
-            count += IsMapped(m_pages + at) ? 1 : 0;
-        }
-        return count;
-    }
-    [[nodiscard]] std::size_t Pages() const { return m_size / PAGE; }
+    /// True when all its pages are mapped.
+    [[nodiscard]] bool IsMapped() const { return msync(m_pages + PAGE, m_size, MS_ASYNC) == 0; }
     /// What is mapped there, the rest of the last page included.
     [[nodiscard]] std::uint32_t* Words() const { return reinterpret_cast<std::uint32_t*>(m_pages + PAGE); }
     [[nodiscard]] std::size_t WordCount() const { return m_size / sizeof(std::uint32_t); }
 
 private:
-    static bool IsMapped(unsigned char* page) { return msync(page, PAGE, MS_ASYNC) == 0; }
+    static constexpr std::size_t PAGE = 4096;
+
     static unsigned char* Reserve(std::size_t size)
     {
         void* const pages = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

@@ -36,22 +36,13 @@ Bytes Text(const std::string& text, Bytes before = {})
 
 using Pixels = std::vector<std::uint32_t>;
 
-/// The colours of the eight vertical bars on a screen of that size.
-Pixels ColourBars(std::size_t width, std::size_t height)
+/// The eight vertical bars on a screen of that size, dimmed when `strongest` is less than 0xFF.
+Pixels ColourBars(std::size_t width, std::size_t height, std::uint32_t strongest)
 {
-    constexpr std::uint32_t COLOURS[] = {0xFFFFFF, 0xFFFF00, 0x00FFFF, 0x00FF00, 0xFF00FF, 0xFF0000, 0x0000FF, 0};
+    constexpr std::uint32_t COLOURS[] = {0x010101, 0x010100, 0x000101, 0x000100, 0x010001, 0x010000, 0x000001, 0};
     Pixels pixels(width * height);
     for (std::size_t i = 0; i < pixels.size(); ++i) {
-        pixels[i] = COLOURS[i % width * 8 / width];
-    }
-    return pixels;
-}
-
-/// What `setAlpha` of 128 leaves of a picture of the strongest colours.
-Pixels Halved(Pixels pixels)
-{
-    for (std::uint32_t& pixel : pixels) {
-        pixel = pixel / 0xFF * 0x7F;
+        pixels[i] = COLOURS[i % width * 8 / width] * strongest;
     }
     return pixels;
 }
@@ -173,26 +164,21 @@ TEST_F(TestApp, CarriesOutEveryCommandOnAHealthyBoard)
 TEST_F(TestApp, DrawsOnTheWholeScreen)
 {
     constexpr unsigned char LCD = UART::CMD_LCD_BLU_TEST;
-    constexpr std::size_t WIDTH = 101;
-    constexpr std::size_t HEIGHT = 3;
-    const Pixels bars = ColourBars(WIDTH, HEIGHT);
-    struct Step {
-        Exchange exchange;
-        Pixels screen;
-    };
-    const Step steps[] = {
-        {{"white", LCD, {1}, {0}}, Pixels(WIDTH * HEIGHT, 0xFFFFFFFF)},
-        {{"black", LCD, {0, 1}, {0}}, Pixels(WIDTH * HEIGHT, 0)},
+    const Pixels bars = ColourBars(101, 3, 0xFF);
+    const Pixels black(bars.size(), 0);
+    const std::pair<Exchange, Pixels> steps[] = {
+        {{"white", LCD, {1}, {0}}, Pixels(bars.size(), 0xFFFFFFFF)},
+        {{"black", LCD, {0, 1}, {0}}, black},
         {{"colour bars", LCD, {2}, {0}}, bars},
         {{"brightness", LCD, {4, 100}, {0}}, bars},
         {{"brightness that the driver refuses", LCD, {4, 101}, {1}}, bars},
-        {{"dim", LCD, {3, 128}, {0}}, Halved(bars)},
-        {{"dim to nothing", LCD, {3, 0}, {0}}, Pixels(WIDTH * HEIGHT, 0)},
+        {{"dim", LCD, {3, 128}, {0}}, ColourBars(101, 3, 0x7F)},
+        {{"dim to nothing", LCD, {3, 0}, {0}}, black},
     };
     ASSERT_NO_FATAL_FAILURE(StartOnLine({"--screen", "101x3"}));
-    for (const Step& step : steps) {
-        Expect({step.exchange});
-        EXPECT_TRUE(Screen() == step.screen) << step.exchange.what;
+    for (const auto& [exchange, screen] : steps) {
+        Expect({exchange});
+        EXPECT_TRUE(Screen() == screen) << exchange.what;
     }
 }
 
