@@ -18,6 +18,7 @@ namespace IOCTL {
 namespace {
 
 constexpr const char* DEFAULT_DEVICE = "/dev/touchscreen/ucb1x00";
+constexpr auto OPERATION = "StartTest";  // in log lines
 constexpr int BITS_PER_PIXEL = 32;
 constexpr useconds_t PAUSE = 100000;  // microseconds between a touch and the next target
 
@@ -70,7 +71,6 @@ CTouchTest::~CTouchTest()
 int CTouchTest::StartTest(int nScreenWidth, int nScreenHeight, char const* pszTargetBmp, char const* pszDoneBmp,
                           int nBmpWidth, int nBmpHeight, int nMargin)
 {
-    constexpr auto OPERATION = "StartTest";
     const auto failed = [&](const char* error) {
         m_logger.WriteError("[%s] %s", OPERATION, error);
         return -1;
@@ -128,7 +128,6 @@ int CTouchTest::Reload(CFBLib& display, tBMP& bmp, char const* path)
 
 int CTouchTest::RecordTouch(CFBLib& display, tsdev* device, std::size_t index, const tTOUCHXY& target)
 {
-    constexpr auto OPERATION = "StartTest";
     const int number = static_cast<int>(index) + 1;
     if (index + 1 < m_tTouchXY.size()) {
         m_logger.WriteDebug("[%s] Touch %d", OPERATION, number);

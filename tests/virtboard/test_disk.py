@@ -1,5 +1,7 @@
 """USB disks: as a whole, by their first partition, and none."""
 
+from pathlib import Path
+
 from line import FAIL, PASS
 from support import OUTPUT, BoardTest
 from virtboard import disks
@@ -11,28 +13,23 @@ class DiskTest(BoardTest):
     def assert_unmounted(self):
         self.assertNotIn("/mnt/usb", self.on_board("cat /proc/mounts"))
 
-    def write_through_the_library(self, device: str):
+    def check(self, image: Path, device: str, **layout):
+        """Has the disk in `image` mounted, and a file written to its file system, which is `device` on the board."""
+        self.plug_disk(image)
+        self.assertEqual(self.line.ask("EXT_DEVICE_TEST", MOUNT + b"\0")[0], PASS)
+        self.assert_unmounted()
         self.on_board(f"mount -t vfat {device} /mnt/usb")
         try:
             self.assertEqual(self.line.ask("EXT_DEVICE_TEST", VERIFY + b"/mnt/usb/check.bin")[:2], bytes([PASS, 0]))
         finally:
             self.on_board("umount /mnt/usb")
+        self.assertEqual(disks.read_file(image, "check.bin", **layout), bytes(range(256)) * 4)
 
     def test_a_disk_without_partition_table(self):
-        image = disks.make_whole(OUTPUT / "whole.img")
-        self.plug_disk(image)
-        self.assertEqual(self.line.ask("EXT_DEVICE_TEST", MOUNT + b"\0")[0], PASS)
-        self.assert_unmounted()
-        self.write_through_the_library("/dev/sda")
-        self.assertEqual(disks.read_file(image, "check.bin"), bytes(range(256)) * 4)
+        self.check(disks.make_whole(OUTPUT / "whole.img"), "/dev/sda")
 
     def test_a_disk_with_a_partition(self):
-        image = disks.make_partitioned(OUTPUT / "partitioned.img")
-        self.plug_disk(image)
-        self.assertEqual(self.line.ask("EXT_DEVICE_TEST", MOUNT + b"\0")[0], PASS)
-        self.assert_unmounted()
-        self.write_through_the_library("/dev/sda1")
-        self.assertEqual(disks.read_file(image, "check.bin", partitioned=True), bytes(range(256)) * 4)
+        self.check(disks.make_partitioned(OUTPUT / "partitioned.img"), "/dev/sda1", partitioned=True)
 
     def test_the_second_of_two_disks(self):
         self.plug_disk(disks.make_whole(OUTPUT / "whole.img"))
