@@ -1,11 +1,6 @@
 # What `cmake --install` puts where: the libraries, the public headers, a CMake package and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
-set(public_headers
-  common/CChecksum.h common/CEventRoute.h common/CFileLogger.h common/Export.h
-  ioctl/CFBLib.h ioctl/CFileTest.h ioctl/CGPIOTest.h ioctl/CNetTest.h ioctl/CPWMOutTest.h ioctl/CSysTime.h ioctl/CTouchTest.h
-  ioctl/CUARTTest.h ioctl/CVersion.h
-  uart/CUARTMgr.h uart/CUARTReceiver.h uart/CUARTSender.h uart/UARTFrame.h)
 set(ostrel_cflags "")
 set(ostrel_libs "-lOstrel")
 if(TESTMODE_OSTREL_ROOT)
@@ -14,15 +9,14 @@ if(TESTMODE_OSTREL_ROOT)
   set(ostrel_libs "-L${TESTMODE_OSTREL_ROOT}/lib -lOstrel")
 else()
   install(TARGETS ostrel EXPORT testmodeTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  file(GLOB ostrel_headers RELATIVE ${PROJECT_SOURCE_DIR} ostrel/*.h)
-  list(APPEND public_headers ${ostrel_headers})
+  install(DIRECTORY framework/ostrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libostrel FILES_MATCHING PATTERN *.h)
+  set(ostrel_cflags "-I\${includedir}/libostrel")
 endif()
 
 install(TARGETS testmode EXPORT testmodeTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-foreach(header IN LISTS public_headers)
-  cmake_path(GET header PARENT_PATH folder)
-  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/testmode/${folder})
-endforeach()
+# The headers of a folder are public, those of its internal/ are not.
+install(DIRECTORY common ioctl uart DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/testmode
+  FILES_MATCHING PATTERN *.h PATTERN internal EXCLUDE)
 
 install(EXPORT testmodeTargets NAMESPACE testmode:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/testmode)
 configure_package_config_file(cmake/testmodeConfig.cmake.in testmodeConfig.cmake

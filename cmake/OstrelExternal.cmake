@@ -9,6 +9,5 @@ endforeach()
 
 add_library(testmode::ostrel SHARED IMPORTED)
 set_target_properties(testmode::ostrel PROPERTIES
-  IMPORTED_NO_SYSTEM ON  # a system folder would stand behind the stand-in's headers
   IMPORTED_LOCATION ${TESTMODE_OSTREL_ROOT}/lib/libOstrel.so
   INTERFACE_INCLUDE_DIRECTORIES ${TESTMODE_OSTREL_ROOT}/include)

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "common/CFileLogger.h"
-#include "common/OstrelAccess.h"
+#include "common/internal/OstrelAccess.h"
 #include "ostrel/EventException.h"
 #include "ostrel/EventMessage.h"
 

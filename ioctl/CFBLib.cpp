@@ -15,9 +15,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "common/UniqueFd.h"
-#include "ioctl/PixelFile.h"
-#include "ioctl/Pixels.h"
+#include "common/internal/UniqueFd.h"
+#include "ioctl/internal/PixelFile.h"
+#include "ioctl/internal/Pixels.h"
 
 namespace IOCTL {
 

@@ -14,7 +14,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "common/UniqueFd.h"
+#include "common/internal/UniqueFd.h"
 
 namespace IOCTL {
 

@@ -3,7 +3,7 @@
 
 #include <sys/ioctl.h>
 
-#include "ioctl/DevStatus.h"
+#include "ioctl/internal/DevStatus.h"
 
 namespace IOCTL {
 

@@ -8,7 +8,7 @@
 #include <sys/ioctl.h>
 #include <sys/time.h>
 
-#include "common/UniqueFd.h"
+#include "common/internal/UniqueFd.h"
 
 namespace IOCTL {
 

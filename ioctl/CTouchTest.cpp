@@ -11,7 +11,7 @@
 #include <tslib.h>
 #include <unistd.h>
 
-#include "ioctl/TouchSample.h"
+#include "ioctl/internal/TouchSample.h"
 
 namespace IOCTL {
 

@@ -7,7 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "common/SerialLine.h"
+#include "common/internal/SerialLine.h"
 
 namespace IOCTL {
 

@@ -8,8 +8,8 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 
-#include "common/UniqueFd.h"
-#include "ioctl/DevStatus.h"
+#include "common/internal/UniqueFd.h"
+#include "ioctl/internal/DevStatus.h"
 
 namespace IOCTL {
 

@@ -9,8 +9,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "common/OstrelAccess.h"
-#include "common/SerialLine.h"
+#include "common/internal/OstrelAccess.h"
+#include "common/internal/SerialLine.h"
 #include "ostrel/EventHandler.h"
 #include "ostrel/EventMessage.h"
 #include "ostrel/Exception.h"

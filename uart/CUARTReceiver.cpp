@@ -9,7 +9,7 @@
 #include <sys/select.h>
 #include <unistd.h>
 
-#include "common/OstrelAccess.h"
+#include "common/internal/OstrelAccess.h"
 
 namespace UART {
 

@@ -78,7 +78,7 @@ def _add_programs(tree: Path) -> None:
 
 def _add_unit_tests(tree: Path) -> None:
     data = [REPOSITORY / "sim/ts.conf", *(REPOSITORY / "tests/ioctl/images").iterdir()]
-    libraries = [BUILD / "sim/libsimboard.so", BUILD / "libtestmode.so.0", BUILD / "ostrel/libOstrel.so.0"]
+    libraries = [BUILD / "sim/libsimboard.so", BUILD / "libtestmode.so.0", BUILD / "framework/ostrel/libOstrel.so.0"]
     for file in [*unit_tests(), *libraries, *data]:
         place = tree / file.relative_to("/")
         place.parent.mkdir(parents=True, exist_ok=True)

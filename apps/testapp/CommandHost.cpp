@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "common/OstrelAccess.h"
+#include "common/internal/OstrelAccess.h"
 
 namespace TestApp {
 

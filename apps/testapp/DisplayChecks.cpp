@@ -10,7 +10,7 @@
 #include <linux/fb.h>
 #include <sys/ioctl.h>
 
-#include "common/UniqueFd.h"
+#include "common/internal/UniqueFd.h"
 #include "ioctl/CFBLib.h"
 #include "ioctl/CTouchTest.h"
 

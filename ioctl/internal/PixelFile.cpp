@@ -1,11 +1,11 @@
 // Reads the pixel array of a bitmap file in large blocks.
-#include "ioctl/PixelFile.h"
+#include "ioctl/internal/PixelFile.h"
 
 #include <algorithm>
 
 #include <unistd.h>
 
-#include "ioctl/Pixels.h"
+#include "ioctl/internal/Pixels.h"
 
 namespace IOCTL {
 

@@ -1,5 +1,5 @@
 // Reading the touch panel.
-#include "ioctl/TouchSample.h"
+#include "ioctl/internal/TouchSample.h"
 
 #include <tslib.h>
 

@@ -1,5 +1,5 @@
 // The board's status driver: its device, its requests, and opening and closing it.
-#include "ioctl/DevStatus.h"
+#include "ioctl/internal/DevStatus.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // Line settings of the library's serial ports.
-#include "common/SerialLine.h"
+#include "common/internal/SerialLine.h"
 
 namespace Common {
 

@@ -1,6 +1,6 @@
 // The loops over pixels. Channels are worked on as bytes with 16-bit products, which every vector unit has, eight or
 // more at a time; all four of a pixel are alike, and the top byte is cleared afterwards.
-#include "ioctl/Pixels.h"
+#include "ioctl/internal/Pixels.h"
 
 #include <algorithm>
 #include <array>
