@@ -125,9 +125,18 @@ Finding ExplainAddress(const Bytes& request, const Bytes& values, bool passed)
 
 Finding ExplainExternalDevice(const Bytes& request, const Bytes& values, bool passed)
 {
-    constexpr decltype(&ExplainDisk) DEVICES[] = {ExplainDisk, ExplainFile, ExplainPing, ExplainAddress};
-    const std::size_t device = ByteAt(request, 0);
-    return (device < std::size(DEVICES) ? DEVICES[device] : ExplainPlain)(request, values, passed);
+    switch (ByteAt(request, 0)) {
+    case DEVICE_DISK:
+        return ExplainDisk(request, values, passed);
+    case DEVICE_FILE:
+        return ExplainFile(request, values, passed);
+    case DEVICE_PING:
+        return ExplainPing(request, values, passed);
+    case DEVICE_ADDRESS:
+        return ExplainAddress(request, values, passed);
+    default:
+        return ExplainPlain(request, values, passed);
+    }
 }
 
 Finding ExplainDisplay(const Bytes& request, const Bytes& /*values*/, bool passed)
@@ -191,7 +200,7 @@ Finding ExplainSetClock(const Bytes& request, const Bytes& values)
 
 Finding ExplainClock(const Bytes& request, const Bytes& values, bool passed)
 {
-    const bool isSet = ByteAt(request, 0) == 1;
+    const bool isSet = ByteAt(request, 0) == CLOCK_SET;
     if (!passed) {
         return {false,
                 std::string("the real-time clock does not ") + (isSet ? "take the time" : "answer") +
@@ -264,12 +273,12 @@ Finding Explain(unsigned char code, const Bytes& request, const Bytes& values, b
 std::time_t CalendarTime(const unsigned char* clock)
 {
     std::tm parts{};
-    parts.tm_year = clock[0] + 100;
-    parts.tm_mon = clock[1] - 1;
-    parts.tm_mday = clock[2];
-    parts.tm_hour = clock[3];
-    parts.tm_min = clock[4];
-    parts.tm_sec = clock[5];
+    parts.tm_year = clock[CLOCK_YEAR] + 100;
+    parts.tm_mon = clock[CLOCK_MONTH] - 1;
+    parts.tm_mday = clock[CLOCK_DAY];
+    parts.tm_hour = clock[CLOCK_HOUR];
+    parts.tm_min = clock[CLOCK_MINUTE];
+    parts.tm_sec = clock[CLOCK_SECOND];
     return timegm(&parts);
 }
 

@@ -1,14 +1,16 @@
 // What the station knows of each command: how long it may take, and what a reply says.
 #pragma once
 
-#include <cstddef>
 #include <ctime>
 #include <string>
 
+#include "apps/Protocol.h"
 #include "apps/station/Link.h"
 #include "apps/station/Record.h"
 
 namespace Station {
+
+using namespace Protocol;
 
 /// "CMD_TOUCH_TEST", or "0x55" for a code that is no command.
 std::string CommandName(unsigned char code);
@@ -33,10 +35,8 @@ struct Finding {
 /// is what the status says.
 Finding Explain(unsigned char code, const Bytes& request, const Bytes& values, bool passed);
 
-// A clock on the wire: year since 2000, month 1-12, day, hour, minute, second, weekday (0 is Sunday). Here its time is
-// a calendar time without a time zone.
+// The time of a clock record is a calendar time without a time zone.
 
-inline constexpr std::size_t CLOCK_LEN = 7;
 /// The weekday is ignored.
 std::time_t CalendarTime(const unsigned char* clock);
 Bytes ClockBytes(std::time_t time);

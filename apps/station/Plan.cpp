@@ -12,23 +12,6 @@ namespace Station {
 
 namespace {
 
-// What byte 0 of an external device request selects.
-constexpr unsigned char EXT_DISK = 0;
-constexpr unsigned char EXT_FILE = 1;
-constexpr unsigned char EXT_PING = 2;
-constexpr unsigned char EXT_ADDRESS = 3;
-
-// What byte 0 of a clock request selects.
-constexpr unsigned char RTC_READ = 0;
-constexpr unsigned char RTC_SET = 1;
-
-// What byte 0 of a display request selects.
-constexpr unsigned char LCD_BLACK = 0;
-constexpr unsigned char LCD_WHITE = 1;
-constexpr unsigned char LCD_COLOUR_BARS = 2;
-constexpr unsigned char LCD_DIM = 3;
-constexpr unsigned char LCD_BRIGHTNESS = 4;
-
 constexpr unsigned char HALF = 128;  // of 256
 constexpr unsigned char FULL = 100;  // if the display driver counts in percent: its range is its own
 
@@ -71,7 +54,7 @@ public:
         m_settingBegan = Clock::now();
         Bytes request = ClockBytes(m_wanted);
         request.back() = 0;  // takes no weekday
-        request.insert(request.begin(), RTC_SET);
+        request.insert(request.begin(), CLOCK_SET);
         return request;
     }
 
@@ -84,7 +67,7 @@ public:
     Bytes BeginReading()
     {
         m_readingBegan = Clock::now();
-        return {RTC_READ};
+        return {CLOCK_READ};
     }
 
     /// The clock was set and read at some moment of each exchange, and shows whole seconds. Of a clock that does not
@@ -148,18 +131,18 @@ std::vector<Check> MakePlan(const PlanSettings& settings)
         Entry(CMD_ADC_IN_TEST, "", "Check the analogue inputs", Always({})),
         Entry(CMD_SPEAKER_OUT_TEST, "", "Check the loudspeaker", Always({})),
         Entry(CMD_EXT_DEVICE_TEST, "/disk", "Mount USB disk " + std::to_string(settings.disk),
-              Always({EXT_DISK, static_cast<unsigned char>(settings.disk)})),
+              Always({DEVICE_DISK, static_cast<unsigned char>(settings.disk)})),
         Entry(CMD_EXT_DEVICE_TEST, "/file", "Write " + settings.file + " and read it back",
-              Text(settings.file, {EXT_FILE})),
-        Entry(CMD_EXT_DEVICE_TEST, "/ping", "Ping " + settings.ping, Text(settings.ping, {EXT_PING})),
+              Text(settings.file, {DEVICE_FILE})),
+        Entry(CMD_EXT_DEVICE_TEST, "/ping", "Ping " + settings.ping, Text(settings.ping, {DEVICE_PING})),
         Entry(CMD_EXT_DEVICE_TEST, "/address", "Read the address of " + settings.interface,
-              Text(settings.interface, {EXT_ADDRESS})),
-        Entry(CMD_LCD_BLU_TEST, "/black", "Clear the screen to black", Always({LCD_BLACK})),
-        Entry(CMD_LCD_BLU_TEST, "/white", "Clear the screen to white", Always({LCD_WHITE}), nullptr, view),
-        Entry(CMD_LCD_BLU_TEST, "/bars", "Show colour bars", Always({LCD_COLOUR_BARS}), nullptr, view),
-        Entry(CMD_LCD_BLU_TEST, "/dim", "Dim the picture to one half", Always({LCD_DIM, HALF}), nullptr, view),
+              Text(settings.interface, {DEVICE_ADDRESS})),
+        Entry(CMD_LCD_BLU_TEST, "/black", "Clear the screen to black", Always({DISPLAY_BLACK})),
+        Entry(CMD_LCD_BLU_TEST, "/white", "Clear the screen to white", Always({DISPLAY_WHITE}), nullptr, view),
+        Entry(CMD_LCD_BLU_TEST, "/bars", "Show colour bars", Always({DISPLAY_COLOUR_BARS}), nullptr, view),
+        Entry(CMD_LCD_BLU_TEST, "/dim", "Dim the picture to one half", Always({DISPLAY_DIM, HALF}), nullptr, view),
         Entry(CMD_LCD_BLU_TEST, "/brightness", "Set the display's brightness to " + std::to_string(FULL),
-              Always({LCD_BRIGHTNESS, FULL}), nullptr, view),
+              Always({DISPLAY_BRIGHTNESS, FULL}), nullptr, view),
         Entry(CMD_RTC_TEST, "/set", "Set the clock to the station's local time", beginSetting, endSetting),
         Entry(CMD_RTC_TEST, "/read", "Read the clock, which must run on", beginReading, endReading, CLOCK_PAUSE),
         Entry(CMD_RAM_TEST, "", "Check the RAM", Always({})),

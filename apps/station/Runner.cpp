@@ -8,12 +8,6 @@ namespace Station {
 
 namespace {
 
-// Data byte 0 of a reply.
-constexpr int STATUS_PASS = 0;
-constexpr int STATUS_FAIL = 1;
-constexpr int STATUS_NOT_SUPPORTED = 2;
-constexpr int STATUS_BAD_REQUEST = 3;
-
 /// A stray byte shifts the frame behind it, and the next one as well if that follows at once: only when the line falls
 /// silent does the board take the next byte as the start of a frame. It waits 10 ms in the middle of a frame.
 constexpr Seconds RESYNCHRONISATION{0.1};

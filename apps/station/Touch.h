@@ -7,11 +7,6 @@
 
 namespace Station {
 
-/// Pixels from the edges of the screen to the targets that the plan asks for.
-inline constexpr unsigned char TOUCH_MARGIN = 30;
-/// Width and height in pixels of the images by which the board's test application shows its targets.
-inline constexpr int TOUCH_IMAGE_SIZE = 40;
-
 /// The size of a screen in pixels.
 struct ScreenSize {
     int width;
@@ -25,7 +20,7 @@ struct Point {
 };
 
 /// In the order of the targets: top left, top right, bottom right, bottom left, centre.
-using Points = std::array<Point, 5>;
+using Points = std::array<Point, TOUCHES>;
 
 /// The middles of the targets that a board shows `margin` pixels from the edges of its screen.
 Points TouchTargets(const ScreenSize& screen, int margin);

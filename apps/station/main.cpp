@@ -102,7 +102,7 @@ void DefinePlan(CLI::App& run, PlanSettings& settings)
 {
     run.add_option("--disk", settings.disk, "USB disk of the unit to mount")->check(CLI::Range(0, 2));
     run.add_option("--file", settings.file, "File on the unit to write and read back, at most 24 characters")
-        ->check(BoardText(UART::UART_BODY_LEN - 2));
+        ->check(BoardText(TEXT_LEN));
     run.add_option("--ping", settings.ping, "IPv4 address for the unit to ping")->check(CheckAddress);
     run.add_option("--interface", settings.interface, "Network interface of the unit that has an address")
         ->check(BoardText(15));

@@ -5,9 +5,9 @@
 #include <array>
 #include <climits>
 #include <ctime>
-#include <iterator>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <arpa/inet.h>
 
@@ -54,9 +54,9 @@ std::optional<std::string> Text(Request request)
 
 Reply ReadVersion(Request /*request*/)
 {
-    Reply reply = StatusReply(Status::PASS);
+    Reply reply = StatusReply(STATUS_PASS);
     if (IOCTL::CVersion().GetHWVersion(&reply[1]) != 0) {
-        return StatusReply(Status::FAIL);
+        return StatusReply(STATUS_FAIL);
     }
     reply[4] = TESTMODE_VERSION_MAJOR;
     reply[5] = TESTMODE_VERSION_MINOR;
@@ -81,9 +81,9 @@ Reply ReadInputs(Request /*request*/)
 {
     DriverRecord record = {};
     if (IOCTL::CGPIOTest().CheckGPI(record.data()) != 0) {
-        return StatusReply(Status::FAIL);
+        return StatusReply(STATUS_FAIL);
     }
-    return {static_cast<unsigned char>(Status::PASS), record[0], record[1]};
+    return {STATUS_PASS, record[0], record[1]};
 }
 
 Reply DrivePwm(Request request)
@@ -93,15 +93,14 @@ Reply DrivePwm(Request request)
 
 Reply MountDisk(Request request)
 {
-    constexpr int DISKS = 3;
     const int index = request[1];
-    return StatusReply(index < DISKS ? StatusOf(IOCTL::CFileTest().MountUSB(index)) : Status::BAD_REQUEST);
+    return StatusReply(index < DISKS ? StatusOf(IOCTL::CFileTest().MountUSB(index)) : STATUS_BAD_REQUEST);
 }
 
 Reply VerifyFile(Request request)
 {
     const auto path = Text(request);
-    return path ? ResultCodeReply(IOCTL::CFileTest().FileVerify(path->c_str())) : StatusReply(Status::BAD_REQUEST);
+    return path ? ResultCodeReply(IOCTL::CFileTest().FileVerify(path->c_str())) : StatusReply(STATUS_BAD_REQUEST);
 }
 
 Reply Ping(Request request)
@@ -109,7 +108,7 @@ Reply Ping(Request request)
     const auto address = Text(request);
     in_addr parsed = {};
     if (!address || inet_pton(AF_INET, address->c_str(), &parsed) != 1) {
-        return StatusReply(Status::BAD_REQUEST);
+        return StatusReply(STATUS_BAD_REQUEST);
     }
     return StatusReply(StatusOf(IOCTL::CNetTest().PingTest(address->c_str())));
 }
@@ -118,13 +117,13 @@ Reply ReadAddress(Request request)
 {
     const auto name = Text(request);
     if (!name) {
-        return StatusReply(Status::BAD_REQUEST);
+        return StatusReply(STATUS_BAD_REQUEST);
     }
     const char* const address = IOCTL::CNetTest().GetIP(name->c_str());
     if (address == nullptr) {
-        return StatusReply(Status::FAIL);
+        return StatusReply(STATUS_FAIL);
     }
-    Reply reply = StatusReply(Status::PASS);
+    Reply reply = StatusReply(STATUS_PASS);
     const std::string text = address;
     std::copy(text.begin(), text.end(), reply.begin() + 1);
     return reply;
@@ -132,8 +131,18 @@ Reply ReadAddress(Request request)
 
 Reply CheckExternalDevice(Request request)
 {
-    constexpr Reply (*DEVICES[])(Request) = {MountDisk, VerifyFile, Ping, ReadAddress};
-    return request[0] < std::size(DEVICES) ? DEVICES[request[0]](request) : StatusReply(Status::BAD_REQUEST);
+    switch (request[0]) {
+    case DEVICE_DISK:
+        return MountDisk(request);
+    case DEVICE_FILE:
+        return VerifyFile(request);
+    case DEVICE_PING:
+        return Ping(request);
+    case DEVICE_ADDRESS:
+        return ReadAddress(request);
+    default:
+        return StatusReply(STATUS_BAD_REQUEST);
+    }
 }
 
 Reply ReadClock()
@@ -141,13 +150,16 @@ Reply ReadClock()
     tm time = {};
     const bool isRead = IOCTL::CSysTime().GetSysTime(&time) == 0;
     if (!isRead || time.tm_year < 0 || time.tm_year > UCHAR_MAX) {
-        return StatusReply(Status::FAIL);
+        return StatusReply(STATUS_FAIL);
     }
-    Reply reply = StatusReply(Status::PASS);
-    const int values[] = {time.tm_year, time.tm_mon + 1, time.tm_mday, time.tm_hour,
-                          time.tm_min,  time.tm_sec,     time.tm_wday};
-    std::transform(std::begin(values), std::end(values), reply.begin() + 1,
-                   [](int value) { return static_cast<unsigned char>(value); });
+    Reply reply = StatusReply(STATUS_PASS);
+    const std::pair<ClockField, int> values[] = {{CLOCK_YEAR, time.tm_year},   {CLOCK_MONTH, time.tm_mon + 1},
+                                                 {CLOCK_DAY, time.tm_mday},    {CLOCK_HOUR, time.tm_hour},
+                                                 {CLOCK_MINUTE, time.tm_min},  {CLOCK_SECOND, time.tm_sec},
+                                                 {CLOCK_WEEKDAY, time.tm_wday}};
+    for (const auto& [field, value] : values) {
+        reply[1 + field] = static_cast<unsigned char>(value);
+    }
     return reply;
 }
 
@@ -155,12 +167,12 @@ Reply ReadClock()
 bool IsTime(const unsigned char* values)
 {
     tm time = {};
-    time.tm_year = values[0] + 100;
-    time.tm_mon = values[1] - 1;
-    time.tm_mday = values[2];
-    time.tm_hour = values[3];
-    time.tm_min = values[4];
-    time.tm_sec = values[5];
+    time.tm_year = values[CLOCK_YEAR] + 100;
+    time.tm_mon = values[CLOCK_MONTH] - 1;
+    time.tm_mday = values[CLOCK_DAY];
+    time.tm_hour = values[CLOCK_HOUR];
+    time.tm_min = values[CLOCK_MINUTE];
+    time.tm_sec = values[CLOCK_SECOND];
     const tm asked = time;
     return timegm(&time) != -1 && time.tm_mon == asked.tm_mon && time.tm_mday == asked.tm_mday &&
            time.tm_hour == asked.tm_hour && time.tm_min == asked.tm_min && time.tm_sec == asked.tm_sec;
@@ -169,27 +181,28 @@ bool IsTime(const unsigned char* values)
 Reply SetClock(const unsigned char* values)
 {
     if (!IsTime(values)) {
-        return StatusReply(Status::BAD_REQUEST);
+        return StatusReply(STATUS_BAD_REQUEST);
     }
-    const int result = IOCTL::CSysTime().SetSysTime(values[0], values[1], values[2], values[3], values[4], values[5]);
-    return result == 0 ? ReadClock() : StatusReply(Status::FAIL);
+    const int result = IOCTL::CSysTime().SetSysTime(values[CLOCK_YEAR], values[CLOCK_MONTH], values[CLOCK_DAY],
+                                                    values[CLOCK_HOUR], values[CLOCK_MINUTE], values[CLOCK_SECOND]);
+    return result == 0 ? ReadClock() : StatusReply(STATUS_FAIL);
 }
 
 Reply CheckClock(Request request)
 {
     switch (request[0]) {
-    case 0:
+    case CLOCK_READ:
         return ReadClock();
-    case 1:
+    case CLOCK_SET:
         return SetClock(request + 1);
     default:
-        return StatusReply(Status::BAD_REQUEST);
+        return StatusReply(STATUS_BAD_REQUEST);
     }
 }
 
 Reply ConfirmTestMode(Request /*request*/)
 {
-    return StatusReply(Status::PASS);
+    return StatusReply(STATUS_PASS);
 }
 
 }  // namespace
@@ -211,7 +224,7 @@ Checks::Checks(const std::string& images)
 Reply Checks::CarryOut(unsigned char code, const unsigned char* request) const
 {
     const auto check = m_checks.find(code);
-    return check == m_checks.end() ? StatusReply(Status::NOT_SUPPORTED) : check->second(request);
+    return check == m_checks.end() ? StatusReply(STATUS_NOT_SUPPORTED) : check->second(request);
 }
 
 }  // namespace TestApp

@@ -18,11 +18,6 @@ namespace TestApp {
 
 namespace {
 
-/// What byte 0 of a display request selects.
-enum Action : unsigned char { BLACK = 0, WHITE = 1, COLOUR_BARS = 2, DIM = 3, BRIGHTNESS = 4 };
-
-constexpr int IMAGE_SIZE = 40;  // pixels, width and height
-
 struct Size {
     int width;
     int height;
@@ -64,18 +59,20 @@ void DrawColourBars(IOCTL::CFBLib& display, const Size& screen)
 Status Show(IOCTL::CFBLib& display, const Size& screen, unsigned char action, unsigned char level)
 {
     switch (action) {
-    case BLACK:
-    case WHITE:
-        display.ScreenClear(action);
-        return Status::PASS;
-    case COLOUR_BARS:
+    case DISPLAY_BLACK:
+        display.ScreenClear(0);
+        return STATUS_PASS;
+    case DISPLAY_WHITE:
+        display.ScreenClear(1);
+        return STATUS_PASS;
+    case DISPLAY_COLOUR_BARS:
         DrawColourBars(display, screen);
-        return Status::PASS;
-    case DIM:
+        return STATUS_PASS;
+    case DISPLAY_DIM:
         display.setAlpha(level);
-        return Status::PASS;
+        return STATUS_PASS;
     default:
-        return display.SetDisplayBrightness(level) < 0 ? Status::FAIL : Status::PASS;
+        return display.SetDisplayBrightness(level) < 0 ? STATUS_FAIL : STATUS_PASS;
     }
 }
 
@@ -83,26 +80,27 @@ Status Show(IOCTL::CFBLib& display, const Size& screen, unsigned char action, un
 
 Reply CheckDisplay(const unsigned char* request)
 {
-    if (request[0] > BRIGHTNESS) {
-        return StatusReply(Status::BAD_REQUEST);
+    if (request[0] > DISPLAY_BRIGHTNESS) {
+        return StatusReply(STATUS_BAD_REQUEST);
     }
     IOCTL::CFBLib display;
     const std::optional<Size> screen = ScreenSize();
     const bool isUsable = screen && Open(display, *screen);
-    return StatusReply(isUsable ? Show(display, *screen, request[0], request[1]) : Status::FAIL);
+    return StatusReply(isUsable ? Show(display, *screen, request[0], request[1]) : STATUS_FAIL);
 }
 
 Reply CheckTouchPanel(int margin, const std::string& images)
 {
     const std::optional<Size> screen = ScreenSize();
     if (!screen) {
-        return StatusReply(Status::FAIL);
+        return StatusReply(STATUS_FAIL);
     }
     IOCTL::CTouchTest test;
     const std::string target = images + '/' + TARGET_IMAGE;
     const std::string confirmation = images + '/' + CONFIRMATION_IMAGE;
-    Reply reply = StatusReply(StatusOf(test.StartTest(screen->width, screen->height, target.c_str(),
-                                                      confirmation.c_str(), IMAGE_SIZE, IMAGE_SIZE, margin)));
+    Reply reply =
+        StatusReply(StatusOf(test.StartTest(screen->width, screen->height, target.c_str(), confirmation.c_str(),
+                                            TOUCH_IMAGE_SIZE, TOUCH_IMAGE_SIZE, margin)));
     test.GetTouchXY(&reply[1]);
     return reply;
 }

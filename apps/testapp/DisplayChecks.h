@@ -7,7 +7,8 @@
 
 namespace TestApp {
 
-/// The files of the touch test's images, 24-bit BMP of 40 x 40 pixels, in the folder of images.
+/// The files of the touch test's images, 24-bit BMP of TOUCH_IMAGE_SIZE x TOUCH_IMAGE_SIZE pixels, in the folder of
+/// images.
 inline constexpr const char* TARGET_IMAGE = "target.bmp";
 inline constexpr const char* CONFIRMATION_IMAGE = "confirmation.bmp";
 

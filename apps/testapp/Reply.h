@@ -3,26 +3,25 @@
 
 #include <array>
 
-#include "uart/UARTFrame.h"
+#include "apps/Protocol.h"
 
 namespace TestApp {
 
-/// Data byte 0 of every reply.
-enum class Status : unsigned char { PASS = 0, FAIL = 1, NOT_SUPPORTED = 2, BAD_REQUEST = 3 };
+using namespace Protocol;
 
 /// Data bytes of every reply; unused ones are 0.
-using Reply = std::array<unsigned char, UART::UART_BODY_LEN>;
+using Reply = std::array<unsigned char, REPLY_LEN>;
 
 /// A reply that carries its status alone.
 inline Reply StatusReply(Status status)
 {
-    return {static_cast<unsigned char>(status)};
+    return {status};
 }
 
 /// For an operation that gives 0 when it succeeds.
 inline Status StatusOf(int result)
 {
-    return result == 0 ? Status::PASS : Status::FAIL;
+    return result == 0 ? STATUS_PASS : STATUS_FAIL;
 }
 
 }  // namespace TestApp
