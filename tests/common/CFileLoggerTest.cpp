@@ -8,24 +8,16 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
-#include "sim/SimBoard.h"
+#include "tests/support/Log.h"
 
 namespace {
 
 using Common::Logger::CFileLogger;
+using Support::TakeTexts;
 
 class FileLogger : public testing::Test {
 protected:
     void SetUp() override { Sim::Reset(); }
-
-    static std::vector<std::string> TakeTexts()
-    {
-        std::vector<std::string> texts;
-        for (const Sim::LogLine& line : Sim::TakeLog()) {
-            texts.push_back(line.text);
-        }
-        return texts;
-    }
 };
 
 TEST_F(FileLogger, OpensAndClosesTheLogAroundEveryLine)

@@ -1,19 +1,17 @@
 // What tests of the hardware checks share: a healthy simulated board, its log lines and its open descriptors.
 #pragma once
 
-#include <set>
 #include <string>
 #include <vector>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include "sim/SimBoard.h"
+#include "tests/support/Descriptors.h"
+#include "tests/support/Log.h"
 
 namespace Support {
-
-using Texts = std::vector<std::string>;
 
 class Board : public testing::Test {
 protected:
@@ -24,17 +22,6 @@ protected:
     }
     void TearDown() override { Sim::Reset(); }
 };
-
-/// The texts of the lines logged since the last call, all of which must be those of `identity`.
-inline Texts TakeTexts(const std::string& identity)
-{
-    Texts texts;
-    for (const Sim::LogLine& line : Sim::TakeLog()) {
-        EXPECT_EQ(line.identity, "[" + identity + "]") << line.text;
-        texts.push_back(line.text);
-    }
-    return texts;
-}
 
 /// The calls so far, each as its name, its path if it takes one, and its argument.
 inline Texts Calls(const Sim::Recording& recording)
@@ -61,20 +48,5 @@ inline Texts LoopbackTexts(int sent, std::size_t total, const std::string& bytes
 
 /// Names a case of a table by its `name`.
 constexpr auto CASE_NAME = [](const auto& test) { return std::string(test.param.name); };
-
-/// The descriptors that the process has open.
-inline std::set<int> OpenDescriptors()
-{
-    std::set<int> descriptors;
-    DIR* const folder = opendir("/proc/self/fd");
-    while (const dirent* const entry = readdir(folder)) {
-        if (entry->d_name[0] != '.') {
-            descriptors.insert(std::stoi(entry->d_name));
-        }
-    }
-    descriptors.erase(dirfd(folder));
-    closedir(folder);
-    return descriptors;
-}
 
 }  // namespace Support

@@ -9,7 +9,7 @@
 
 #include "ostrel/EventHostGeneric.h"
 #include "ostrel/EventMessage.h"
-#include "sim/SimBoard.h"
+#include "tests/support/Log.h"
 #include "tests/support/Pty.h"
 #include "uart/UARTFrame.h"
 
@@ -28,16 +28,6 @@ inline Bytes Frame(unsigned char type, unsigned char cmd, Bytes body = {})
 inline Bytes ErrorFrame(unsigned char type)
 {
     return Frame(type, UART::CMD_ERROR, Bytes(UART::UART_BODY_LEN, 0xFF));
-}
-
-/// The texts of the captured log lines.
-inline std::vector<std::string> TakeTexts()
-{
-    std::vector<std::string> texts;
-    for (const Sim::LogLine& line : Sim::TakeLog()) {
-        texts.push_back(line.text);
-    }
-    return texts;
 }
 
 /// A message, with what its pointers of the link's events and commands point to.

@@ -16,9 +16,11 @@
 
 namespace Support {
 
+/// A new one with each call.
 inline std::string TemporaryPath(const std::string& name)
 {
-    return testing::TempDir() + "testmode-" + std::to_string(getpid()) + "-" + name;
+    static int count = 0;
+    return testing::TempDir() + "testmode-" + std::to_string(getpid()) + "-" + std::to_string(++count) + "-" + name;
 }
 
 inline std::string Content(const std::string& path)
@@ -49,15 +51,20 @@ public:
     }
     ~Program()
     {
-        if (m_pid > 0) {
-            Signal(SIGKILL);
-            Finish();
-        }
+        Kill();
         std::remove(m_output.c_str());
     }
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
+    /// Ends it, unless it has ended.
+    void Kill()
+    {
+        if (m_pid > 0) {
+            Signal(SIGKILL);
+            Finish();
+        }
+    }
     void Signal(int signal) const { kill(m_pid, signal); }
 
     /// Waits for the end; returns the exit code, or -1 after a signal.

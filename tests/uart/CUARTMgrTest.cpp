@@ -20,7 +20,7 @@ using Support::Bytes;
 using Support::ErrorFrame;
 using Support::Event;
 using Support::TakeTexts;
-using Texts = std::vector<std::string>;
+using Support::Texts;
 using UART::CUARTMgr;
 
 constexpr auto START_LINE = "[D] [CUARTMgr::CUARTMgr] UART Manager Start. \n";

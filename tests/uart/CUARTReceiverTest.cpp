@@ -17,8 +17,8 @@ using Support::Bytes;
 using Support::Event;
 using Support::Frame;
 using Support::TakeTexts;
+using Support::Texts;
 using Support::WaitFor;
-using Texts = std::vector<std::string>;
 
 class Receiver : public testing::Test {
 protected:

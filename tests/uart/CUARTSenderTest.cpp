@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "sim/SimBoard.h"
+#include "tests/support/Log.h"
 #include "tests/support/Pty.h"
 #include "uart/UARTFrame.h"
 
@@ -14,6 +15,8 @@ namespace {
 
 using Sim::Fault;
 using Support::Bytes;
+using Support::TakeTexts;
+using Support::Texts;
 
 class Sender : public testing::Test {
 protected:
@@ -31,28 +34,16 @@ protected:
     [[nodiscard]] int Port() const { return m_pipe[1]; }
     [[nodiscard]] Bytes Written(std::size_t count) const { return Support::ReadBytes(m_pipe[0], count); }
 
-    static std::vector<std::string> TakeTexts(const std::string& identity)
-    {
-        std::vector<std::string> texts;
-        for (const Sim::LogLine& line : Sim::TakeLog()) {
-            EXPECT_EQ(line.identity, identity);
-            texts.push_back(line.text);
-        }
-        return texts;
-    }
-
     UART::CUARTSender m_sender{"link"};
     int m_pipe[2] = {-1, -1};
 };
-
-using Texts = std::vector<std::string>;
 
 TEST_F(Sender, FramesDataOfEveryLength)
 {
     EXPECT_TRUE(Sim::TakeLog().empty()) << "the constructor logs nothing";
     EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 0), 0);
     EXPECT_EQ(Written(5), (Bytes{0x5A, 1, 2, 0x59, 3}));
-    EXPECT_EQ(TakeTexts("[link]"), Texts{"[D] Send Packet : 5A01025903\n"});
+    EXPECT_EQ(TakeTexts("link"), Texts{"[D] Send Packet : 5A01025903\n"});
 
     const unsigned char data[] = {0x10, 0x20};
     EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, data, 2), 0);
@@ -79,8 +70,8 @@ TEST_F(Sender, RefusesWhatCannotBeSent)
     EXPECT_TRUE(Sim::TakeLog().empty());
     EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, data, UART::UART_MAX_DATA_LEN + 1), -1);
     EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 1), -1);
-    EXPECT_EQ(TakeTexts("[link]"), (Texts{"[E] [CUARTSender::SendPacket] Data Error, length[4092] \n",
-                                          "[E] [CUARTSender::SendPacket] Data Error, length[1] \n"}));
+    EXPECT_EQ(TakeTexts("link"), (Texts{"[E] [CUARTSender::SendPacket] Data Error, length[4092] \n",
+                                        "[E] [CUARTSender::SendPacket] Data Error, length[1] \n"}));
     EXPECT_TRUE(recording.Calls("write").empty());
 }
 
@@ -106,7 +97,7 @@ TEST_F(Sender, WaitsForAFullPort)
     EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 0), 0);
     EXPECT_EQ(Written(5), (Bytes{0x5A, 1, 2, 0x59, 3}));
     const std::string again = "[E] [CUARTSender::SendBytes] EAGAIN write[-1], offset[2] \n";
-    EXPECT_EQ(TakeTexts("[link]"), (Texts{"[D] Send Packet : 5A01025903\n", again, again}));
+    EXPECT_EQ(TakeTexts("link"), (Texts{"[D] Send Packet : 5A01025903\n", again, again}));
 }
 
 TEST_F(Sender, GivesUpAfterFiftyAttemptsWithoutProgress)
@@ -117,7 +108,7 @@ TEST_F(Sender, GivesUpAfterFiftyAttemptsWithoutProgress)
     const Sim::Recording recording;
     EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 0), -1);
     EXPECT_EQ(recording.Calls("write").size(), 100U);
-    const Texts texts = TakeTexts("[link]");
+    const Texts texts = TakeTexts("link");
     ASSERT_EQ(texts.size(), 1U + 49 + 50 + 2);
     EXPECT_EQ(texts[1], "[E] [CUARTSender::SendBytes] EAGAIN write[-1], offset[0] \n");
     EXPECT_EQ(texts[99], "[E] [CUARTSender::SendBytes] EAGAIN write[-1], offset[1] \n");
@@ -138,7 +129,7 @@ TEST_F(Sender, ReportsAWriteThatFailsOrTakesNothing)
 
     Sim::Inject(Fault::Returns("write", 0));
     EXPECT_EQ(m_sender.SendPacket(Port(), 1, 2, nullptr, 0), -1);
-    EXPECT_EQ(TakeTexts("[link]"),
+    EXPECT_EQ(TakeTexts("link"),
               (Texts{"[D] Send Packet : 5A01025903\n", "[E] [CUARTSender::SendPacket] error sending packet \n"}));
 }
 

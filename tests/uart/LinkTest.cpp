@@ -2,12 +2,12 @@
 #include "tests/support/Link.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <random>
 #include <thread>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Descriptors.h"
 #include "tests/support/Wait.h"
 #include "uart/CUARTMgr.h"
 
@@ -18,6 +18,7 @@ using Ostrel::Event::EventMessage;
 using Support::Bytes;
 using Support::ErrorFrame;
 using Support::Frame;
+using Support::OpenDescriptors;
 using Support::WaitFor;
 using UART::CUARTMgr;
 
@@ -26,12 +27,6 @@ int Size(int suite, int full)
 {
     const char* const option = std::getenv("TESTMODE_FULL");
     return option != nullptr && std::string(option) == "1" ? full : suite;
-}
-
-std::ptrdiff_t OpenDescriptors()
-{
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return std::distance(begin(descriptors), end(descriptors));
 }
 
 class Link : public testing::Test {
