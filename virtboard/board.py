@@ -5,6 +5,7 @@ from pathlib import Path
 
 from virtboard import image, kernel
 from virtboard.machine import Machine
+from virtboard.progress import step
 
 STATION = image.REPOSITORY / "build/dev/apps/station/station"
 PING_ADDRESS = "10.0.2.2"  # QEMU's own host on the user network
@@ -14,6 +15,7 @@ def switch_on(folder: Path, with_unit_tests: bool = False) -> Machine:
     """Builds whatever is missing and boots the board, with its files in `folder`."""
     root_file_system = image.build(with_unit_tests)
     folder.mkdir(parents=True, exist_ok=True)
+    step("Booting the board")
     return Machine(kernel.image(), root_file_system, folder)
 
 

@@ -21,7 +21,6 @@ def main() -> int:
 
 def _run() -> int:
     shutil.rmtree(OUTPUT, ignore_errors=True)
-    print("Building and booting the board ...", file=sys.stderr)
     machine = board.switch_on(OUTPUT / "board")
     try:
         machine.plug_disk(disks.make_whole(OUTPUT / "board/disk0.img"))

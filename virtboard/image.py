@@ -2,10 +2,10 @@
 
 import shutil
 import subprocess
-import sys
 from pathlib import Path
 
-from virtboard import kernel, packages
+from virtboard import kernel, packages, progress
+from virtboard.progress import step
 from virtboard.tools import run
 
 REPOSITORY = Path(__file__).parent.parent
@@ -24,6 +24,7 @@ def build(with_unit_tests: bool = False) -> Path:
     sysroot = packages.sysroot("armhf")
     module = kernel.build_module()
     _build_programs(with_unit_tests)
+    step("Packing the root file system")
     folder = packages.BUILD / "virtboard"
     tree = folder / "rootfs"
     shutil.rmtree(tree, ignore_errors=True)
@@ -48,7 +49,8 @@ def unit_tests() -> list[Path]:
 def _build_programs(with_unit_tests: bool) -> None:
     tests = "ON" if with_unit_tests else "OFF"
     run("cmake", "--preset", "armhf", f"-DTESTMODE_BUILD_TESTS={tests}", cwd=REPOSITORY, stdout=subprocess.DEVNULL)
-    run("cmake", "--build", "--preset", "armhf", "--", "--quiet", cwd=REPOSITORY, stdout=sys.stderr)
+    step("Cross-compiling the library and the programs")
+    progress.build("cmake", "--build", "--preset", "armhf", cwd=REPOSITORY)
 
 
 def _add_busybox(tree: Path) -> None:

@@ -6,6 +6,7 @@ import shutil
 from pathlib import Path
 
 from virtboard import BoardError, packages
+from virtboard.progress import step
 from virtboard.tools import output_of, run
 
 SOURCE = Path(__file__).parent / "module"
@@ -32,6 +33,7 @@ def image() -> Path:
 
 def build_module() -> Path:
     """Builds our module and returns its file."""
+    step("Building the kernel module")
     folder = packages.BUILD / "virtboard/module"
     folder.mkdir(parents=True, exist_ok=True)
     for source in SOURCE.iterdir():

@@ -14,6 +14,7 @@ import sys
 from pathlib import Path
 from typing import Callable
 
+from virtboard.progress import step
 from virtboard.tools import output_of, run
 
 BUILD = Path(__file__).parent.parent / "build"
@@ -60,7 +61,9 @@ class Apt:
         """Downloads exactly these packages, as NAME or NAME:ARCHITECTURE=VERSION, and returns their files."""
         for old in self._archives.glob("*.deb"):
             old.unlink()
-        run("apt-get", *self._options, "-qq", "download", *packages, cwd=self._archives)
+        for number, package in enumerate(packages, 1):
+            step(f"  {package.split('=')[0]}, {number} of {len(packages)}")
+            run("apt-get", *self._options, "-qq", "download", package, cwd=self._archives)
         return sorted(self._archives.glob("*.deb"))
 
 
@@ -70,12 +73,14 @@ def unpack(architecture: str, folder: Path, choose: Callable[[Apt], list[str]], 
     done = folder.with_suffix(".stamp")
     if done.exists() and done.read_text() == stamp:
         return False
-    print(f"Downloading Debian packages for {architecture} ...", file=sys.stderr)
+    step(f"Downloading Debian packages for {architecture}")
     done.unlink(missing_ok=True)
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir(parents=True)
     apt = _updated_apt(architecture)
-    for package in apt.download(choose(apt)):
+    archives = apt.download(choose(apt))
+    step("Unpacking them")
+    for package in archives:
         run("dpkg-deb", "--extract", package, folder)
     done.write_text(stamp)
     return True
@@ -91,6 +96,7 @@ def sysroot(architecture: str) -> Path:
 @functools.cache
 def _updated_apt(architecture: str) -> Apt:
     apt = Apt(architecture, BUILD / "apt" / architecture)
+    step("  the package lists")
     apt.update()
     return apt
 
