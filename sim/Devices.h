@@ -56,6 +56,11 @@ void ForgetDevice(int fd);
 inline constexpr const char* STATION_PORT = "/dev/ttyS0";
 inline constexpr const char* LOOPBACK_PORT = "/dev/ttyS1";
 std::optional<int> OpenPort(const std::string& path, int flags);
+/// From now on the line settings that are applied to "/dev/ttyS0" are in a file, see TellLine.
+void LineToFile(const std::string& path);
+/// Settings have been applied to a terminal: where it is the station's port, the file that LineToFile named now holds
+/// them, as in "115200 8N1" or "9600 7E2 rts/cts".
+void TellLine(int fd, const termios& line);
 
 // The parts of the board, each in a source of its own, and as after power-on.
 Device& StatusDriver();

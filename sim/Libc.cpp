@@ -155,8 +155,13 @@ int tcsetattr(int fd, int action, const termios* line) noexcept
 {
     static auto* const next = Sim::Next<int(int, int, const termios*)>("tcsetattr");
     Sim::KeepLine(*line);
-    return static_cast<int>(
-        Sim::Intercept("tcsetattr", fd, action, [&](Sim::Limit /*limit*/) { return next(fd, action, line); }));
+    return static_cast<int>(Sim::Intercept("tcsetattr", fd, action, [&](Sim::Limit /*limit*/) {
+        const int result = next(fd, action, line);
+        if (result == 0) {
+            Sim::TellLine(fd, *line);
+        }
+        return result;
+    }));
 }
 
 int tcflush(int fd, int queue) noexcept

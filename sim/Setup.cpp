@@ -47,6 +47,7 @@ void SetUpFromEnvironment()
         return;
     }
     Sim::LogToFile(folder + "/syslog");
+    Sim::LineToFile(folder + "/ttyS0.settings");
     Sim::PowerOn();
     Sim::UseRealNetwork();
     Sim::Redirect("/mnt/usb/", folder + "/usb/");

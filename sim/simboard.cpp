@@ -96,7 +96,7 @@ void Prepare(const Options& options)
 {
     const fs::path folder = fs::absolute(options.folder);
     Take(folder);
-    for (const char* const name : {"screen", "syslog", "ttyS0", "usb"}) {
+    for (const char* const name : {"screen", "syslog", "ttyS0", "ttyS0.settings", "usb"}) {
         fs::remove_all(folder / name);
     }
     fs::create_directory(folder / "usb");
@@ -189,10 +189,11 @@ void Define(CLI::App& app, Options& options)
     app.add_option("command", options.command, "The program and its arguments, after --")->type_name("PROGRAM");
     app.positionals_at_end();
     app.footer("Files in DIR:\n"
-               "  screen   the display: 4 bytes for each pixel, blue, green, red and one without meaning, row by row\n"
-               "  ttyS0    the station's end of the board's /dev/ttyS0\n"
-               "  syslog   the board's system log\n"
-               "  usb/     the board's /mnt/usb/\n"
+               "  screen          the display: 4 bytes for each pixel (blue, green, red, unused), row by row\n"
+               "  ttyS0           the station's end of the board's /dev/ttyS0\n"
+               "  ttyS0.settings  the line settings last applied to it, such as 115200 8N1\n"
+               "  syslog          the board's system log\n"
+               "  usb/            the board's /mnt/usb/\n"
                "Exit codes: those of the program; 2 wrong options or no screenshot, 126 or 127 the program cannot be\n"
                "run. With --screenshot 128 and the number of the signal that ended the program.");
 }
