@@ -10,7 +10,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "sim/Devices.h"
+#include "sim/Board.h"
+#include "sim/SimBoard.h"
 
 namespace {
 
@@ -50,7 +51,7 @@ void SetUpFromEnvironment()
     Sim::LineToFile(folder + "/ttyS0.settings");
     Sim::PowerOn();
     Sim::UseRealNetwork();
-    Sim::Redirect("/mnt/usb/", folder + "/usb/");
+    Sim::UseFolder(folder);
     Sim::UseScreenFile(folder + "/screen", std::stoi(Variable("SIMBOARD_WIDTH")),
                        std::stoi(Variable("SIMBOARD_HEIGHT")));
     Sim::UseOperator();
@@ -60,7 +61,7 @@ void SetUpFromEnvironment()
     }
     const int boardFd = std::stoi(Variable("SIMBOARD_LINE"));
     if (isatty(boardFd) != 0) {  // unless the program before this one has closed it
-        static const Sim::SerialPort line(Sim::STATION_PORT, boardFd);
+        static const Sim::SerialPort line("/dev/ttyS0", boardFd);
     }
 }
 

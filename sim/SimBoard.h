@@ -1,9 +1,9 @@
 // The simulated board, as tests see it.
 //
 // libsimboard.so takes the place of the board's devices under an unchanged program: it defines the libc entry points
-// that matter and passes on whatever it does not own. Linked into a program it does nothing until this interface is
-// used; preloaded by the launcher `simboard` it is set up from the environment. All operations may be called from any
-// thread.
+// that matter (calls/), and passes on whatever no device of the board (devices/) owns. Linked into a test it does
+// nothing until this interface is used; preloaded by the program `simboard` (launcher/) it is set up from the
+// environment. All operations may be called from any thread.
 #pragma once
 
 #include <array>
@@ -22,8 +22,9 @@
 
 namespace Sim {
 
-/// Forgets captured log lines, injected faults, applied line settings, redirections, and faults of the board, and makes
-/// the board's devices healthy and as after power-on.
+/// Switches the board off, and forgets what was set up and what was seen: redirections, injected faults, recorded
+/// calls, log lines and applied line settings. What stays: serial ports, as long as their objects do, and the log's
+/// file.
 void Reset();
 
 // The system log. It is always captured: a machine without a log daemon prints every line on its console.
@@ -63,6 +64,7 @@ struct Fault {
     int after = 0;                     ///< let so many calls through first
     int times = 1;                     ///< then hit so many
 
+    // These throw std::invalid_argument for a call that is none of CALLS.
     static Fault Fails(std::string call, int error);
     static Fault Returns(std::string call, long result);
     static Fault Limits(std::string call, std::size_t bytes);
@@ -70,7 +72,8 @@ struct Fault {
     Fault& Times(int calls);
 };
 
-/// Adds a fault. When several wait for the same function, one is used up after the other.
+/// Adds a fault. When several wait for the same function, one is used up after the other. Throws std::invalid_argument
+/// when `call` is none of CALLS.
 void Inject(const Fault& fault);
 
 // Calls.
@@ -94,13 +97,13 @@ public:
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
 
-    /// The calls so far, in order; `name` selects one function.
+    /// The calls so far, in order; `name` selects one of CALLS, and throws std::invalid_argument for any other.
     [[nodiscard]] std::vector<Call> Calls(const std::string& name = "") const;
 };
 
 // Serial ports.
 
-/// The termios record last applied to any terminal: a pseudo-terminal does not keep all of it.
+/// The termios record last applied to any terminal: a pseudo-terminal keeps neither parity nor the number of data bits.
 std::optional<termios> AppliedLine();
 
 /// A serial port of the board, from construction to destruction: a pseudo-terminal whose far end the station opens. As
@@ -121,8 +124,6 @@ public:
     [[nodiscard]] int BoardFd() const;
 
 private:
-    void Announce() const;
-
     std::string m_device;
     std::unique_ptr<class PseudoTerminal> m_line;
 };
@@ -130,24 +131,26 @@ private:
 /// Has the program open `to` whenever it opens `path`, or, when `path` ends in "/", a file below it.
 void Redirect(const std::string& path, const std::string& to);
 
-// The board's devices: absent until `PowerOn`, and again after `Reset`.
+// The board's devices: there from PowerOn to Reset.
 
-/// Supplies "/dev/dev_status", "/dev/rtc0", "/dev/fb0", the touch panel, USB disk 0, and the loopback plug on
-/// "/dev/ttyS1"; the system clock and raw sockets are simulated as well.
+/// Switches the board on, or off and on again: healthy, and with all devices in their first state. There are
+/// "/dev/dev_status", "/dev/rtc0", "/dev/fb0", the touch panel, USB disk 0, and the loopback plug on "/dev/ttyS1".
+/// Mounting, the system clock and raw sockets are simulated also while the board is off. Captured log lines,
+/// redirections and applied line settings are forgotten.
 void PowerOn();
 
-/// Makes one of FAULTS happen from now on; throws std::invalid_argument for an unknown name.
+/// Makes a fault of the board happen from now on, until it is switched on or off; throws std::invalid_argument for a
+/// name that BoardFaults does not have.
 void Break(const std::string& fault);
 
 /// A fault of the board.
 struct BoardFault {
     const char* name;
-    const char* explanation;
-    std::vector<const char*> checks;  ///< of the station's plan, that must fail
+    const char* explanation;  ///< one line, with what no check can tell
 };
 
-/// Every fault of the board.
-const std::vector<BoardFault>& BoardFaults();
+/// Every fault of the board, device by device.
+std::vector<BoardFault> BoardFaults();
 
 /// What the outputs are: 16 lines, bit n of byte n / 8. Each is wired to the input of its number.
 std::array<unsigned char, 2> Outputs();

@@ -1,51 +1,33 @@
-// Every fault of the simulated board makes exactly the checks of the station's plan fail that it declares.
+// Every fault of the simulated board makes exactly those checks of the station's plan fail that the plan's table names.
 #include <algorithm>
-#include <csignal>
-#include <filesystem>
 #include <nlohmann/json.hpp>
-#include <set>
 
 #include <gtest/gtest.h>
 
+#include "apps/station/PlanFaults.h"
 #include "sim/SimBoard.h"
-#include "tests/support/Program.h"
-#include "tests/support/Wait.h"
+#include "tests/support/SimulatedBoard.h"
 
 namespace {
 
-using Support::Program;
 using Names = std::set<std::string>;
 
-class Faults : public testing::TestWithParam<Sim::BoardFault> {
-protected:
-    void SetUp() override
-    {
-        std::vector<std::string> command = {SIMBOARD_PROGRAM, "--dir", m_board};
-        if (*GetParam().name != '\0') {
-            command.insert(command.end(), {"--fault", GetParam().name});
-        }
-        command.insert(command.end(), {"--", TESTAPP_PROGRAM, "--port", "/dev/ttyS0"});
-        m_testapp = std::make_unique<Program>(command);
-        ASSERT_TRUE(Support::WaitFor([this] {
-            return m_testapp->Output().find("waiting for commands") != std::string::npos;
-        })) << m_testapp->Output();
-    }
-    void TearDown() override
-    {
-        m_testapp.reset();
-        std::filesystem::remove_all(m_board);
-    }
+constexpr auto HEALTHY = "none";
 
-    std::string m_board = Support::TemporaryPath("board");
-    std::unique_ptr<Program> m_testapp;
-};
+class Faults : public testing::TestWithParam<std::string> {};
 
-TEST_P(Faults, FailTheChecksThatTheyDeclare)
+TEST_P(Faults, FailTheChecksThatThePlanNames)
 {
-    const std::string record = m_board + "/unit.json";
-    Program station({STATION_PROGRAM, "--port", m_board + "/ttyS0", "--timeout", "10", "run", "--json", record});
-    const Names declared(GetParam().checks.begin(), GetParam().checks.end());
-    EXPECT_EQ(station.Finish(), declared.empty() ? 0 : 1) << station.Output();
+    const bool isHealthy = GetParam() == HEALTHY;
+    const Names expected = isHealthy ? Names() : Station::PLAN_FAULTS.at(GetParam());
+    const std::vector<std::string> options =
+        isHealthy ? std::vector<std::string>() : std::vector<std::string>{"--fault", GetParam()};
+    const Support::SimulatedBoard board(SIMBOARD_PROGRAM, options, {TESTAPP_PROGRAM, "--port", "/dev/ttyS0"});
+    ASSERT_TRUE(board.Await("waiting for commands"));
+
+    const std::string record = board.File("unit.json");
+    Support::Program station({STATION_PROGRAM, "--port", board.Line(), "--timeout", "10", "run", "--json", record});
+    EXPECT_EQ(station.Finish(), expected.empty() ? 0 : 1) << station.Output();
     Names failed;
     const auto checks = nlohmann::json::parse(Support::Content(record))["checks"];
     for (const auto& check : checks) {
@@ -53,18 +35,35 @@ TEST_P(Faults, FailTheChecksThatTheyDeclare)
             failed.insert(check["name"].get<std::string>());
         }
     }
-    EXPECT_EQ(failed, declared) << station.Output();
+    EXPECT_EQ(failed, expected) << station.Output();
     EXPECT_EQ(checks.size(), 24U) << station.Output();
 }
 
-std::string TestName(const testing::TestParamInfo<Sim::BoardFault>& info)
+std::vector<std::string> FaultNames()
 {
-    std::string name = *info.param.name != '\0' ? info.param.name : "none";
+    std::vector<std::string> names;
+    for (const Sim::BoardFault& fault : Sim::BoardFaults()) {
+        names.emplace_back(fault.name);
+    }
+    return names;
+}
+
+std::string TestName(const testing::TestParamInfo<std::string>& info)
+{
+    std::string name = info.param;
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Board, Faults, testing::ValuesIn(Sim::BoardFaults()), TestName);
-INSTANTIATE_TEST_SUITE_P(HealthyBoard, Faults, testing::Values(Sim::BoardFault{"", "", {}}), TestName);
+INSTANTIATE_TEST_SUITE_P(Board, Faults, testing::ValuesIn(FaultNames()), TestName);
+INSTANTIATE_TEST_SUITE_P(Healthy, Faults, testing::Values(HEALTHY), TestName);
+
+TEST(FaultTable, HasNoOtherFaults)
+{
+    const std::vector<std::string> names = FaultNames();
+    for (const auto& [fault, checks] : Station::PLAN_FAULTS) {
+        EXPECT_EQ(std::count(names.begin(), names.end(), fault), 1) << fault;
+    }
+}
 
 }  // namespace

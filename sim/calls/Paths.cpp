@@ -1,0 +1,99 @@
+// The libc entry points that ask about a path, or make, remove or rename what it names.
+#include "sim/calls/Paths.h"
+
+#include <cstdio>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include "sim/Board.h"
+
+namespace Sim {
+
+std::string Behind(const std::string& path)
+{
+    const std::string target = Redirected(path);
+    const Device* const device = FindDevice(target);
+    return device != nullptr ? device->Behind(target) : target;
+}
+
+}  // namespace Sim
+
+namespace {
+
+/// True when what the path names may be made, removed or renamed; else false, with `errno`.
+bool MayChange(const char* path)
+{
+    const std::string target = Sim::Redirected(path);
+    const Sim::Device* const device = Sim::FindDevice(target);
+    return device == nullptr || Sim::Fail(-device->BeforeChange(target)) == 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int statx(int folder, const char* path, int flags, unsigned int mask, struct statx* status) noexcept
+{
+    return Sim::AskAt("statx", folder, path, flags, mask, status);
+}
+
+int access(const char* path, int mode) noexcept
+{
+    return Sim::Ask<int>("access", path, mode);
+}
+
+int faccessat(int folder, const char* path, int mode, int flags) noexcept
+{
+    return Sim::AskAt("faccessat", folder, path, mode, flags);
+}
+
+ssize_t getxattr(const char* path, const char* name, void* value, size_t size) noexcept
+{
+    return Sim::Ask<ssize_t>("getxattr", path, name, value, size);
+}
+
+ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size) noexcept
+{
+    return Sim::Ask<ssize_t>("lgetxattr", path, name, value, size);
+}
+
+DIR* opendir(const char* path)
+{
+    return Sim::Ask<DIR*>("opendir", path);
+}
+
+int mkdir(const char* path, mode_t mode) noexcept
+{
+    return MayChange(path) ? Sim::Ask<int>("mkdir", path, mode) : -1;
+}
+
+int rmdir(const char* path) noexcept
+{
+    return MayChange(path) ? Sim::Ask<int>("rmdir", path) : -1;
+}
+
+int unlink(const char* path) noexcept
+{
+    return MayChange(path) ? Sim::Ask<int>("unlink", path) : -1;
+}
+
+int unlinkat(int folder, const char* path, int flags) noexcept
+{
+    return MayChange(path) ? Sim::AskAt("unlinkat", folder, path, flags) : -1;
+}
+
+int remove(const char* path) noexcept
+{
+    return MayChange(path) ? Sim::Ask<int>("remove", path) : -1;
+}
+
+int rename(const char* from, const char* to) noexcept
+{
+    return MayChange(from) && MayChange(to) ? Sim::Ask<int>("rename", from, Sim::Behind(to).c_str()) : -1;
+}
+
+}  // extern "C"
