@@ -23,6 +23,7 @@
 
 #include "sim/SimBoard.h"
 #include "sim/launcher/Launch.h"
+#include "sim/launcher/Preload.h"
 #include "sim/launcher/Screenshot.h"
 
 namespace {
@@ -126,6 +127,11 @@ void Prepare(const Options& options)
 /// Runs the program on the board; the exit code.
 int Run(Options& options)
 {
+    const std::string& program = options.command[0];
+    if (const std::string reason = Launch::WhyNotPreloaded(program); !reason.empty()) {
+        std::cerr << "simboard: " << program << " would run on the PC's own devices: " << reason << "\n";
+        return Launch::CANNOT_RUN;
+    }
     if (options.screenshot.empty()) {
         Prepare(options);
         return Launch::Become(options.command);

@@ -71,4 +71,30 @@ TEST_F(Launcher, RefusesAScreenWithoutASize)
     }
 }
 
+/// What the launcher says of a program that it does not start.
+std::string Refusal(const std::string& program)
+{
+    Support::SimulatedBoard board(SIMBOARD_PROGRAM, {}, {program});
+    EXPECT_EQ(board.Running().Finish(), 126);
+    EXPECT_FALSE(fs::exists(board.Line()));
+    return board.Running().Output();
+}
+
+TEST_F(Launcher, RefusesWhatItCannotPutTheBoardUnder)
+{
+    const std::string prefix = "simboard: " + m_path + " would run on the PC's own devices: ";
+    std::ofstream(m_path) << "#! " SIMBOARD_LIBRARY " -x\n";  // as a static program, it names no loader
+    fs::permissions(m_path, fs::perms::owner_all);
+    EXPECT_EQ(Refusal(m_path), prefix + SIMBOARD_LIBRARY + " is linked statically\n");
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", (path + ":" + testing::TempDir()).c_str(), 1);
+    EXPECT_NE(Refusal(fs::path(m_path).filename()).find(" is linked statically\n"), std::string::npos);
+    setenv("PATH", path.c_str(), 1);
+    fs::copy_file(SIMBOARD_PROGRAM, m_path, fs::copy_options::overwrite_existing);
+    fs::permissions(m_path, fs::perms::owner_all | fs::perms::set_uid);
+    EXPECT_EQ(Refusal(m_path), prefix + "it is setuid, setgid or has file capabilities\n");
+    std::fstream(m_path).seekp(18) << "\xFE\xED";  // the processor
+    EXPECT_EQ(Refusal(m_path), prefix + "it is built for another processor than the simulated board\n");
+}
+
 }  // namespace
