@@ -40,7 +40,11 @@ std::string Node::Standing(bool isThere)
 
 int Node::Open(const std::string& /*path*/, int flags, mode_t /*mode*/)
 {
-    return IsOn() && !m_missing ? OpenNode(flags) : -ENOENT;
+    if (!IsOn() || m_missing) {
+        return -ENOENT;
+    }
+    // With O_PATH nothing is opened: the descriptor only tells what the path leads to.
+    return (flags & O_PATH) != 0 ? Real::Open(ANY_DEVICE, flags) : OpenNode(flags);
 }
 
 int Node::OpenNode(int flags)

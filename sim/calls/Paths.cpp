@@ -2,6 +2,8 @@
 #include "sim/calls/Paths.h"
 
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -49,6 +51,26 @@ int access(const char* path, int mode) noexcept
 int faccessat(int folder, const char* path, int mode, int flags) noexcept
 {
     return Sim::AskAt("faccessat", folder, path, mode, flags);
+}
+
+/// A path of a device has no links.
+char* realpath(const char* path, char* resolved) noexcept
+{
+    static auto* const next = Sim::Next<char*(const char*, char*)>("realpath");
+    const std::string target = Sim::Redirected(path);
+    if (Sim::FindDevice(target) == nullptr) {
+        return next(target.c_str(), resolved);
+    }
+    if (access(target.c_str(), F_OK) != 0) {
+        return nullptr;
+    }
+    const std::string normal = std::filesystem::path(target).lexically_normal();
+    return resolved == nullptr ? strdup(normal.c_str()) : strcpy(resolved, normal.c_str());
+}
+
+char* __realpath_chk(const char* path, char* resolved, size_t /*room*/)
+{
+    return realpath(path, resolved);
 }
 
 ssize_t getxattr(const char* path, const char* name, void* value, size_t size) noexcept

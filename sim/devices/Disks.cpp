@@ -1,4 +1,6 @@
 // USB disks of the simulated board, mounting them, and the files below the mount point.
+#include <algorithm>
+#include <filesystem>
 #include <mutex>
 #include <set>
 
@@ -13,6 +15,18 @@ namespace Sim {
 namespace {
 
 constexpr auto MOUNT_POINT = "/mnt/usb";
+
+/// What follows the mount point in a path, from its "/" on; empty for the mount point itself, nothing for another path.
+std::optional<std::string> BelowMountPoint(const std::string& path)
+{
+    if (path.find(MOUNT_POINT) == std::string::npos) {
+        return std::nullopt;  // most paths: at once
+    }
+    const std::string normal = std::filesystem::path(path).lexically_normal();
+    const std::string below = normal.substr(std::min(normal.size(), std::string(MOUNT_POINT).size()));
+    const bool isBelow = normal == MOUNT_POINT + below && (below.empty() || below[0] == '/');
+    return isBelow ? std::optional(below) : std::nullopt;
+}
 
 /// A disk is mounted, and its files are opened, in one process: another one mounts it for itself.
 class UsbDisks : public Device {
@@ -67,14 +81,14 @@ void UsbDisks::Reset()
 bool UsbDisks::Owns(const std::string& path) const
 {
     const std::lock_guard lock(m_mutex);
-    const std::string below = std::string(MOUNT_POINT) + "/";
-    return !m_folder.empty() && (path + "/").compare(0, below.size(), below) == 0;
+    return !m_folder.empty() && BelowMountPoint(path);
 }
 
 /// Where the file is: on the disk while one is mounted, else in the board's root file system.
 std::string UsbDisks::Place(const std::string& path) const
 {
-    return IsMounted() ? m_folder + "/usb" + path.substr(std::string(MOUNT_POINT).size()) : m_folder + "/root" + path;
+    const std::string below = BelowMountPoint(path).value_or("");
+    return m_folder + (IsMounted() ? "/usb" : std::string("/root") + MOUNT_POINT) + below;
 }
 
 std::string UsbDisks::Behind(const std::string& path) const

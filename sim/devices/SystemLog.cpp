@@ -22,9 +22,9 @@ class Log : public Device {
 public:
     void Reset() override { Take(); }
 
-    void Open(const char* identity, int options, int facility);
+    void Connect(const char* identity, int options, int facility);
     void Write(int priority, std::string text);
-    void Close();
+    void Disconnect();
     bool IsOpen();
     std::vector<LogLine> Take();
     void UseFile(const std::string& path);
@@ -44,7 +44,7 @@ private:
     int m_file = -1;
 };
 
-void Log::Open(const char* identity, int options, int facility)
+void Log::Connect(const char* identity, int options, int facility)
 {
     const std::lock_guard lock(m_mutex);
     m_isOpen = true;
@@ -67,7 +67,7 @@ void Log::Write(int priority, std::string text)
     m_lines.push_back({m_identity, m_options, m_facility, priority, std::move(text)});
 }
 
-void Log::Close()
+void Log::Disconnect()
 {
     const std::lock_guard lock(m_mutex);
     m_isOpen = false;
@@ -140,7 +140,7 @@ Device& SystemLog()
 
 void OpenLog(const char* identity, int options, int facility)
 {
-    TheLog().Open(identity, options, facility);
+    TheLog().Connect(identity, options, facility);
 }
 
 void WriteLog(int priority, std::string text)
@@ -150,7 +150,7 @@ void WriteLog(int priority, std::string text)
 
 void CloseLog()
 {
-    TheLog().Close();
+    TheLog().Disconnect();
 }
 
 std::vector<LogLine> TakeLog()

@@ -98,6 +98,7 @@ TEST_F(UsbDisk, HasFilesAndFaultsWhileItIsMounted)
     EXPECT_TRUE(Write(path, "on the disk"));
     EXPECT_EQ(Support::Content(m_folder + "/usb/file"), "on the disk");
     EXPECT_EQ(std::filesystem::file_size(path), 11U);
+    EXPECT_EQ(std::filesystem::weakly_canonical("/mnt/usb/../usb/./file"), path);
     for (const char* const fault : {"disk-full", "disk-read-only", "disk-corrupt"}) {
         Sim::Break(fault);
     }
