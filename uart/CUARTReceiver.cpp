@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "common/internal/OstrelAccess.h"
+#include "uart/internal/RunMonitor.h"
 
 namespace UART {
 
@@ -31,6 +32,12 @@ void BlockSignals()
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
 }
+
+/// Stops the receiver when its `Run` ends, also by an exception.
+struct StopAtEnd {
+    CUARTReceiver& receiver;
+    ~StopAtEnd() { receiver.Stop(); }
+};
 
 void PrintBytes(const void* bytes, int count)
 {
@@ -56,31 +63,7 @@ UART_TAIL_T CUARTReceiver::s_stRecvTail = {};
 unsigned char CUARTReceiver::s_byRecvBody[UART_BUF_SIZE] = {};
 int CUARTReceiver::s_nRecvError = 0;
 
-/// Marks the thread that executes `Run`. However `Run` ends, the thread is stopped, and its last act is to say so.
-class CUARTReceiver::RunScope {
-public:
-    explicit RunScope(CUARTReceiver& receiver) : m_receiver(receiver)
-    {
-        const std::lock_guard lock(m_receiver.m_runMutex);
-        m_receiver.m_runThread = std::this_thread::get_id();
-    }
-    RunScope(const RunScope&) = delete;
-    RunScope& operator=(const RunScope&) = delete;
-    ~RunScope()
-    {
-        m_receiver.Stop();
-        // Notified under the lock: whoever waits may destroy the receiver as soon as it is released.
-        const std::lock_guard lock(m_receiver.m_runMutex);
-        m_receiver.m_runThread = {};
-        --m_receiver.m_runs;
-        m_receiver.m_runEnded.notify_all();
-    }
-
-private:
-    CUARTReceiver& m_receiver;
-};
-
-CUARTReceiver::CUARTReceiver(std::string name) : CEventRoute(name), m_logger("")
+CUARTReceiver::CUARTReceiver(std::string name) : CEventRoute(name), m_logger(""), m_runs(std::make_unique<RunMonitor>())
 {
     m_logger.SetIdentity(name);
 }
@@ -104,11 +87,11 @@ int CUARTReceiver::Start(int fd)
     if (Common::OstrelAccess::IsStop(*this)) {
         WaitForEnd();
     }
-    CountRun(+1);
+    m_runs->Announce();
     m_nFd = fd;
     if (Thread::Start() == 0) {
         m_nFd = -1;
-        CountRun(-1);
+        m_runs->Withdraw();
         return -1;
     }
     return 0;
@@ -125,32 +108,31 @@ int CUARTReceiver::Stop()
 
 int CUARTReceiver::Run()
 {
-    const RunScope scope(*this);
+    const RunMonitor::Scope scope(*m_runs);  // its end tells whoever waits that this object may be destroyed
+    const StopAtEnd stop{*this};
     BlockSignals();
     s_stRecvHdr = {};
     s_stRecvTail = {};
     std::memset(s_byRecvBody, 0, sizeof s_byRecvBody);
 
-    while (m_nFd > 0) {
+    for (int fd = m_nFd; fd > 0; fd = m_nFd) {
         s_nRecvError = 0;
-        const int fd = WaitReadable(m_nFd);
-        if (fd < 0) {
+        const int readable = WaitReadable(fd);
+        if (readable < 0) {
             m_logger.WriteError("[%s::%s] Select Error \n", "CUARTReceiver", "Run");
             return 0;
         }
-        if (fd > 0) {
-            ReceiveFrame(fd);
+        if (readable > 0) {
+            ReceiveFrame(readable);
         }
     }
     return 0;
 }
 
-/// Waits for input: the descriptor to read from, 0 when there is none in time, -1 when waiting fails.
+/// Waits for input at `fd`, which fits an fd_set: the descriptor to read from, 0 when there is none in time, -1 when
+/// waiting fails.
 int CUARTReceiver::WaitReadable(int fd)
 {
-    if (!FitsSelect(fd)) {
-        return 0;  // stopped since the loop test
-    }
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(fd, &readable);
@@ -257,22 +239,12 @@ int CUARTReceiver::OnRecvMessage(Ostrel::Event::EventMessage* /*message*/)
 
 void CUARTReceiver::WaitForEnd()
 {
-    std::unique_lock lock(m_runMutex);
-    if (m_runThread != std::this_thread::get_id()) {
-        m_runEnded.wait(lock, [this] { return m_runs == 0; });
-    }
+    m_runs->WaitForEnd();
 }
 
 bool CUARTReceiver::IsReceiveThread()
 {
-    const std::lock_guard lock(m_runMutex);
-    return m_runThread == std::this_thread::get_id();
-}
-
-void CUARTReceiver::CountRun(int change)
-{
-    const std::lock_guard lock(m_runMutex);
-    m_runs += change;
+    return m_runs->IsInside();
 }
 
 }  // namespace UART

@@ -2,10 +2,8 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
+#include <memory>
 #include <string>
-#include <thread>
 
 #include "common/CEventRoute.h"
 #include "common/CFileLogger.h"
@@ -14,6 +12,8 @@
 #include "uart/UARTFrame.h"
 
 namespace UART {
+
+class RunMonitor;
 
 /// Waits on a serial port, reads one frame at a time and posts the outcome to the host "0x2".
 ///
@@ -36,7 +36,8 @@ public:
 
     /// Starts the thread on an open, non-blocking descriptor below FD_SETSIZE, which stays the caller's. Waits for an
     /// earlier thread that has been told to stop. 0, or -1 when the thread cannot be started, for a descriptor that
-    /// does not fit, and on the receive thread itself.
+    /// does not fit, and on the receive thread itself. While a thread is running, -1 as well, and that thread ends: a
+    /// second `Start` ends the running link.
     int Start(int fd);
 
     /// Tells the thread to stop and returns; the thread ends within 300 ms, or after the frame in progress. Always 0.
@@ -63,20 +64,17 @@ public:
     int OnRecvMessage(Ostrel::Event::EventMessage* message) override;
 
 protected:
-    /// Returns once no `Run` is in progress; at once on the receive thread itself. For the destructors of derived
-    /// classes, which wait after `Stop`, before any of their members is gone.
+    /// Returns once no `Run` is in progress; at once on the receive thread itself. The destructor of a derived class
+    /// calls it after `Stop`: the thread may use the members of that class until it has ended.
     void WaitForEnd();
 
     /// True on the thread that is executing `Run`.
     bool IsReceiveThread();
 
 private:
-    class RunScope;
-
     int WaitReadable(int fd);
     void ReceiveFrame(int fd);
     bool ReceiveStage(int fd, void* destination, int count, const char* name);
-    void CountRun(int change);
 
     static UART_HDR_T s_stRecvHdr;
     static UART_TAIL_T s_stRecvTail;
@@ -86,11 +84,7 @@ private:
     Common::Logger::CFileLogger m_logger;
     std::atomic<int> m_nFd{-1};
     static_assert(std::atomic<int>::is_always_lock_free);
-
-    std::mutex m_runMutex;
-    std::condition_variable m_runEnded;
-    int m_runs = 0;               // threads between their start and the end of Run
-    std::thread::id m_runThread;  // who executes Run
+    const std::unique_ptr<RunMonitor> m_runs;
 };
 
 }  // namespace UART
