@@ -11,7 +11,7 @@ public:
     /// XOR of `length` bytes at `data`, 0 to 255; 0 for a null pointer or a length of 0.
     static unsigned char Checksum8(const unsigned char* data, unsigned int length);
 
-    /// Always 255; looks at neither argument. Kept for callers of the board platform, the link does not use it.
+    /// Always 255; looks at neither argument. The link does not use it.
     static unsigned char Checksum16(const unsigned char* data, unsigned int length);
 };
 

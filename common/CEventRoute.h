@@ -11,13 +11,13 @@ namespace Common::Event {
 
 /// A named host on the event bus, and the process-wide operations that every user of the bus shares.
 ///
-/// The static operations keep one record per process, of the framework's handler and of at most 100 hosts registered
-/// through them, without a lock: `Register` and `UnRegister` must not overlap with each other or with sends. They
-/// return -1 while no event route exists. An application's own host derives from EventHostGeneric, not from this class,
-/// whose construction empties the record and whose destruction ends the handler.
+/// The static operations share one record per process: the framework's handler, and at most 100 hosts registered
+/// through them. It has no lock: `Register` and `UnRegister` must not overlap with each other or with sends. While no
+/// event route exists, all of them return -1. An application's own host derives from EventHostGeneric, not from this
+/// class: constructing an event route empties the record, destroying one ends the handler.
 class TESTMODE_API CEventRoute : public Ostrel::Event::EventHostGeneric {
 public:
-    /// Fetches the framework's handler and forgets, without unregistering them, all hosts registered so far.
+    /// Fetches the framework's handler and forgets all hosts registered so far, without unregistering them.
     explicit CEventRoute(std::string name);
     /// Unregisters every host registered through `Register` and releases the framework's handler.
     ~CEventRoute() override;
@@ -25,8 +25,9 @@ public:
     /// Called for each message to this host, on the sender's thread.
     int OnRecvMessage(Ostrel::Event::EventMessage* message) override = 0;
 
-    /// Names the host, keeps it for `UnRegister` and registers it. The framework's result (the host is kept also when
-    /// that is a failure), or -1 for null, without an event route, or for a 101st host. The host stays the caller's.
+    /// Names the host, keeps it for `UnRegister` and registers it with the framework. Returns the framework's result,
+    /// and keeps the host also when that is a failure; -1 for null, without an event route, or for a 101st host. The
+    /// host stays the caller's.
     static int Register(Ostrel::Event::EventHost* host, std::string name);
 
     /// Unregisters every host registered through `Register`, in that order. 0, or -1 without an event route.

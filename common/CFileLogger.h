@@ -9,10 +9,10 @@ namespace Common::Logger {
 
 /// Writes lines to the system log under the name of its holder.
 ///
-/// Every line opens the log with the identity, the options LOG_CONS | LOG_NDELAY and the facility LOG_USER, is written
-/// at priority LOG_DEBUG whatever its kind, and closes the log again; "[D] ", "[W] " or "[E] " in front tells the kind.
-/// A line is at most 4095 characters, prefix included; what is longer is cut off. The logger adds no line end.
-/// Nothing reports a failure, and `errno` is left as it was. Loggers may be used on several threads at once: a line
+/// Each line opens the log with the identity, the options LOG_CONS | LOG_NDELAY and the facility LOG_USER, and closes
+/// it again. Its priority is always LOG_DEBUG; "[D] ", "[W] " or "[E] " in front tells debug, warning and error lines
+/// apart. A line is at most 4095 characters, prefix included; the rest is cut off. The logger adds no line end.
+/// Failures are not reported, and `errno` is left as it was. Loggers may be used on several threads at once: a line
 /// never appears under another logger's identity. Only `SetIdentity` must not overlap with other calls on the same
 /// logger.
 class TESTMODE_API CFileLogger {
@@ -32,8 +32,8 @@ public:
     void WriteError(char const* format, ...) __attribute__((format(printf, 2, 3)));
 
     /// Dumps `length` bytes as debug lines: the title, at most 16 bytes as upper-case hexadecimal digits, a newline.
-    /// A null title is an empty one, and of a title longer than 4062 characters the first 4062 are used. A length of 0
-    /// writes the title and a newline, a negative length nothing.
+    /// A null title stands for an empty one; a title is cut off after 4062 characters. A length of 0 writes the title
+    /// and a newline, a negative length nothing.
     void WriteInfo(void* data, int length, char const* title);
 
 private:

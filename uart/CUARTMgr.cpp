@@ -172,6 +172,7 @@ int CUARTMgr::OnRecvMessage(Ostrel::Event::EventMessage* message)
             break;
         }
     } catch (const Ostrel::Common::Exception* exception) {  // belongs to the framework
+        // The text is fixed, though nothing here is a web server.
         std::printf("[WebServer::Run] Exception: [%s]\n", exception->GetMessage());
         std::fflush(stdout);
         ReportException(*handler, exception->GetMessage());

@@ -56,7 +56,8 @@ public:
     int SendPacket(unsigned short cmd, const void* data, unsigned short length);
 
     /// Takes the receiver's events; called by the framework on the receive thread. Always 0. A framework exception or a
-    /// std::exception of a command handler is reported as event 1001 to host identifier 0.
+    /// std::exception of a command handler is reported as event 1001 to host identifier 0. Any other exception passes
+    /// on and ends the receive thread: the port then stays "open" without a thread until `Close`.
     int OnRecvMessage(Ostrel::Event::EventMessage* message) override;
 
     /// Judges a received frame: forwards a valid command (0), or answers with an error frame (the result of sending

@@ -22,8 +22,8 @@ class RunMonitor;
 /// | frame              | EVT_UART_RECV, 1000 | "RECV" | header, UART_HDR_T*        | body, 26 unsigned chars  |
 /// | failure            | EVT_UART_ERR, 1001  | "ERR"  | error code ERR_..., int*   | header, UART_HDR_T*      |
 ///
-/// Only the checksum of a frame is verified. The parameters point into buffers that all receivers of the process share:
-/// one receives at a time, and they are valid until the event's delivery returns.
+/// Only the checksum of a frame is verified. The parameters are valid until the event's delivery returns. They point
+/// into buffers that all receivers of the process share, so only one may receive at a time.
 ///
 /// Every read waits 10 ms first, so a frame whose bytes stop arriving for longer than that fails. Frames are dumped to
 /// the log and printed on standard output.

@@ -1,4 +1,4 @@
-// What the framework offers without a settled name. A port to another framework edits this file and no other.
+// What differs from one framework to the next. A port to another framework edits this file and no other.
 #pragma once
 
 #include "ostrel/EventHost.h"

@@ -5,7 +5,8 @@
 
 namespace Common {
 
-/// Closes its descriptor, also 0, at the latest when it goes out of scope; a negative one stands for none.
+/// Closes its descriptor when it goes out of scope, unless `Close` has done so before. 0 is a descriptor like any
+/// other, a negative value stands for none.
 class UniqueFd {
 public:
     explicit UniqueFd(int fd) : m_fd(fd) {}

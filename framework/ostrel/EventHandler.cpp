@@ -22,7 +22,7 @@ std::mutex& Guard()
 
 std::unique_ptr<EventHandler>& Instance()
 {
-    // Never destroyed by itself: threads may still send while the process exits.
+    // Not destroyed at the end of the process: other threads may still send.
     static auto& instance = *new std::unique_ptr<EventHandler>;
     return instance;
 }

@@ -5,7 +5,7 @@
 
 namespace Ostrel::Common {
 
-/// A text of its own. A null pointer stands for the empty text.
+/// Owns a copy of a text. A null pointer stands for the empty text.
 class String {
 public:
     String() = default;
