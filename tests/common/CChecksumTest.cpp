@@ -1,11 +1,9 @@
-// The checksums, on the blocks that the frame format names.
+// The checksums.
 #include "common/CChecksum.h"
 
 #include <vector>
 
 #include <gtest/gtest.h>
-
-#include "uart/UARTFrame.h"
 
 using Common::Convertor::CChecksum;
 
@@ -27,17 +25,4 @@ TEST(Checksum16, IsAConstant)
     const unsigned char byte = 1;
     EXPECT_EQ(CChecksum::Checksum16(&byte, 1), 255);
     EXPECT_EQ(CChecksum::Checksum16(nullptr, 0), 255);
-}
-
-TEST(BuildFrame, LaysTheErrorFrameOut)
-{
-    const std::vector<unsigned char> data(UART::UART_BODY_LEN, 0xFF);
-    std::vector<unsigned char> frame(UART::UART_FRAME_LEN);
-    EXPECT_EQ(UART::BuildFrame(frame.data(), 1, UART::CMD_ERROR, data.data(), UART::UART_BODY_LEN), 31);
-    std::vector<unsigned char> expected(31, 0xFF);
-    expected[0] = 0x5A;
-    expected[1] = 1;
-    expected[29] = 0xA4;
-    expected[30] = 3;
-    EXPECT_EQ(frame, expected);
 }

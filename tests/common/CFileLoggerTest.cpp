@@ -14,6 +14,7 @@ namespace {
 
 using Common::Logger::CFileLogger;
 using Support::TakeTexts;
+using Support::Texts;
 
 class FileLogger : public testing::Test {
 protected:
@@ -27,17 +28,15 @@ TEST_F(FileLogger, OpensAndClosesTheLogAroundEveryLine)
     logger.WriteWarning("b %s\n", "two");
     logger.WriteError("c 100%%");
     EXPECT_FALSE(Sim::IsLogOpen());
-    const auto lines = Sim::TakeLog();
-    ASSERT_EQ(lines.size(), 3U);
-    for (const Sim::LogLine& line : lines) {
+    Texts texts;
+    for (const Sim::LogLine& line : Sim::TakeLog()) {
+        texts.push_back(line.text);
         EXPECT_EQ(line.identity, "[CUARTTest-Thread]");
         EXPECT_EQ(line.options, LOG_CONS | LOG_NDELAY);
         EXPECT_EQ(line.facility, LOG_USER);
         EXPECT_EQ(line.priority, LOG_DEBUG);
     }
-    EXPECT_EQ(lines[0].text, "[D] a 1");
-    EXPECT_EQ(lines[1].text, "[W] b two\n");
-    EXPECT_EQ(lines[2].text, "[E] c 100%");
+    EXPECT_EQ(texts, (Texts{"[D] a 1", "[W] b two\n", "[E] c 100%"}));
 }
 
 TEST_F(FileLogger, IdentityIsReplacedNotAccumulated)
@@ -48,11 +47,11 @@ TEST_F(FileLogger, IdentityIsReplacedNotAccumulated)
     logger.WriteDebug("x");
     logger.SetIdentity("");
     logger.WriteDebug("x");
-    const auto lines = Sim::TakeLog();
-    ASSERT_EQ(lines.size(), 3U);
-    EXPECT_EQ(lines[0].identity, "[FileLogger]");
-    EXPECT_EQ(lines[1].identity, "[CFBLib]");
-    EXPECT_EQ(lines[2].identity, "[FileLogger]");
+    Texts identities;
+    for (const Sim::LogLine& line : Sim::TakeLog()) {
+        identities.push_back(line.identity);
+    }
+    EXPECT_EQ(identities, (Texts{"[FileLogger]", "[CFBLib]", "[FileLogger]"}));
 }
 
 TEST_F(FileLogger, CutsALineAt4095Characters)
