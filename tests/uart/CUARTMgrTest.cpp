@@ -23,11 +23,8 @@ using Support::TakeTexts;
 using Support::Texts;
 using UART::CUARTMgr;
 
-constexpr auto START_LINE = "[D] [CUARTMgr::CUARTMgr] UART Manager Start. \n";
-constexpr auto STATUS_OPEN = "[D] [CUARTMgr::IsOpen] Port Status = Open \n";
-constexpr auto STATUS_CLOSE = "[D] [CUARTMgr::IsOpen] Port Status = Close \n";
 constexpr auto PORT_CLOSE = "[D] [CUARTMgr::Close] Port Close \n";
-constexpr auto START_THREAD = "[D] [CUARTMgr::Open] Start Receive Thread \n";
+constexpr unsigned char BOARD_TYPE = 200;  // one that a signed char does not hold
 
 class Manager : public testing::Test {
 protected:
@@ -35,16 +32,12 @@ protected:
     {
         std::thread([] {}).join();  // with the first thread of a process ThreadSanitizer starts one of its own
         Sim::Reset();
-        m_manager = CUARTMgr::GetInstance("mgr", 3);
+        m_manager = CUARTMgr::GetInstance("mgr", static_cast<char>(BOARD_TYPE));
         ASSERT_EQ(CEventRoute::Register(&m_application, "0x1"), 0);
     }
     void TearDown() override { CUARTMgr::DestroyInstance(); }
 
     int Open() { return m_manager->Open(m_pty.Path(), 115200, 8, 1, 0, false); }
-    [[nodiscard]] std::string OpenSuccess() const
-    {
-        return "[D] [CUARTMgr::Open] Open Success [" + m_pty.Path() + "] \n";
-    }
 
     Support::Pty m_pty;
     Support::KeepingHost m_application;
@@ -54,10 +47,7 @@ protected:
 TEST_F(Manager, IsOneAndRegisteredUnderItsHostName)
 {
     EXPECT_EQ(CUARTMgr::GetInstance("other", 5), m_manager);
-    const auto lines = Sim::TakeLog();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].identity, "[mgr]");
-    EXPECT_EQ(lines[0].text, START_LINE);
+    EXPECT_EQ(TakeTexts("mgr"), Texts{"[D] [CUARTMgr::CUARTMgr] UART Manager Start. \n"});
     EXPECT_GE(CEventRoute::FindHostID("0x2"), 1);
     EXPECT_EQ(CEventRoute::FindHostID("mgr"), -1);
     EXPECT_EQ(CUARTMgr::DestroyInstance(), 0);
@@ -68,50 +58,37 @@ TEST_F(Manager, IsOneAndRegisteredUnderItsHostName)
 
 TEST_F(Manager, OpensAndClosesThePortOnce)
 {
+    const std::string open = "[D] [CUARTMgr::IsOpen] Port Status = Open \n";
+    const std::string closed = "[D] [CUARTMgr::IsOpen] Port Status = Close \n";
     TakeTexts();
+    m_manager->SetTrace(true);
     const Sim::Recording recording;
-    EXPECT_EQ(m_manager->IsOpen(), -1);
     m_manager->Close();
     EXPECT_EQ(m_manager->Open("/nonexistent", 115200, 8, 1, 0, false), -1);
     EXPECT_EQ(m_manager->IsOpen(), -1);
-    EXPECT_TRUE(TakeTexts().empty());
-
+    EXPECT_EQ(TakeTexts(), (Texts{closed, closed, closed}));
     EXPECT_EQ(Open(), 0);
-    EXPECT_EQ(m_manager->IsOpen(), 0);
+    EXPECT_EQ(TakeTexts(), (Texts{closed, "[D] [CUARTMgr::Open] Start Receive Thread \n",
+                                  "[D] [CUARTMgr::Open] Open Success [" + m_pty.Path() + "] \n"}));
     EXPECT_EQ(m_manager->Open("/nonexistent", 9600, 5, 2, 1, true), 0) << "already open";
-    EXPECT_EQ(TakeTexts(), (Texts{START_THREAD, OpenSuccess()}));
+    EXPECT_EQ(m_manager->IsOpen(), 0);
     m_manager->Close();
     m_manager->Close();
-    EXPECT_EQ(m_manager->IsOpen(), -1);
-    EXPECT_EQ(TakeTexts(), Texts{PORT_CLOSE});
+    EXPECT_EQ(TakeTexts(), (Texts{open, open, open, PORT_CLOSE, closed}));
 
-    std::vector<std::string> calls;
+    Texts calls;
     for (const Sim::Call& call : recording.Calls()) {
         if (call.name != "select") {
             calls.push_back(call.name + " " + std::to_string(call.argument));
         }
     }
-    const std::string open = "open " + std::to_string(O_RDWR | O_NOCTTY | O_NONBLOCK);
-    EXPECT_EQ(calls, (Texts{open, open, "tcflush " + std::to_string(TCIFLUSH), "tcsetattr " + std::to_string(TCSANOW),
-                            "pthread_create 0", "close 0"}));
-}
-
-TEST_F(Manager, StatusLinesShowHowOftenThePortIsAskedFor)
-{
-    m_manager->SetTrace(true);
-    TakeTexts();
-    Open();
-    EXPECT_EQ(TakeTexts(), (Texts{STATUS_CLOSE, START_THREAD, OpenSuccess()}));
-    Open();
-    EXPECT_EQ(TakeTexts(), Texts{STATUS_OPEN});
-    m_manager->Close();
-    EXPECT_EQ(TakeTexts(), (Texts{STATUS_OPEN, PORT_CLOSE}));
-    m_manager->Close();
-    EXPECT_EQ(TakeTexts(), Texts{STATUS_CLOSE});
+    const std::string openCall = "open " + std::to_string(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    EXPECT_EQ(calls, (Texts{openCall, openCall, "tcflush " + std::to_string(TCIFLUSH),
+                            "tcsetattr " + std::to_string(TCSANOW), "pthread_create 0", "close 0"}));
     Open();
     TakeTexts();
     CUARTMgr::DestroyInstance();
-    EXPECT_EQ(TakeTexts(), (Texts{STATUS_OPEN, STATUS_OPEN, PORT_CLOSE, "[D] [CUARTMgr::~CUARTMgr] Close Port \n"}));
+    EXPECT_EQ(TakeTexts(), (Texts{open, open, PORT_CLOSE, "[D] [CUARTMgr::~CUARTMgr] Close Port \n"}));
 }
 
 TEST_F(Manager, ADescriptorOfZeroCountsAsClosed)
@@ -121,7 +98,7 @@ TEST_F(Manager, ADescriptorOfZeroCountsAsClosed)
     EXPECT_EQ(m_manager->IsOpen(), -1);
     TakeTexts();
     EXPECT_EQ(m_manager->SendPacket(1, nullptr, 0), -1);
-    EXPECT_EQ(TakeTexts(), Texts{"[D] [CUARTMgr::SendPacket] Type[0x3], Cmd[0x1], Datelen[0] \n"});
+    EXPECT_EQ(TakeTexts(), Texts{"[D] [CUARTMgr::SendPacket] Type[0xc8], Cmd[0x1], Datelen[0] \n"});
     m_manager->Close();
     CUARTMgr::DestroyInstance();
     EXPECT_TRUE(TakeTexts().empty());
@@ -190,21 +167,8 @@ TEST_F(Manager, SendsWithItsOwnBoardType)
     TakeTexts();
     const unsigned char data[] = {1, 2, 3, 4};
     EXPECT_EQ(m_manager->SendPacket(0x0103, data, 4), 0);
-    EXPECT_EQ(m_pty.Read(9), (Bytes{0x5A, 3, 3, 1, 2, 3, 4, 0x5A ^ 4, 3}));
-    EXPECT_EQ(TakeTexts().at(0), "[D] [CUARTMgr::SendPacket] Type[0x3], Cmd[0x103], Datelen[4] \n");
-}
-
-TEST(ManagerType, AboveHundredAndTwentySevenIsOneByte)
-{
-    Sim::Reset();
-    const Support::Pty pty;
-    CUARTMgr* const manager = CUARTMgr::GetInstance("mgr", static_cast<char>(200));
-    ASSERT_EQ(manager->Open(pty.Path(), 115200, 8, 1, 0, false), 0);
-    TakeTexts();
-    EXPECT_EQ(manager->SendPacket(255, nullptr, 0), 0);
-    EXPECT_EQ(TakeTexts().at(0), "[D] [CUARTMgr::SendPacket] Type[0xc8], Cmd[0xff], Datelen[0] \n");
-    EXPECT_EQ(pty.Read(5).at(1), 200);
-    CUARTMgr::DestroyInstance();
+    EXPECT_EQ(m_pty.Read(9), (Bytes{0x5A, BOARD_TYPE, 3, 1, 2, 3, 4, 0x5A ^ BOARD_TYPE ^ 7, 3}));
+    EXPECT_EQ(TakeTexts().at(0), "[D] [CUARTMgr::SendPacket] Type[0xc8], Cmd[0x103], Datelen[4] \n");
 }
 
 /// Events as the receiver posts them, without its thread.
@@ -261,12 +225,12 @@ TEST_F(Dispatch, AnswersABadTypeOrCommandWithTheErrorFrame)
                  {1, 14, "COMMAND Error [0x10000005]"},     {5, 254, "COMMAND Error [0x10000005]"}};
     for (const auto& bad : cases) {
         EXPECT_EQ(Parse(bad.type, bad.cmd), 0);
-        EXPECT_EQ(m_pty.Read(31), ErrorFrame(3));
+        EXPECT_EQ(m_pty.Read(31), ErrorFrame(BOARD_TYPE));
         EXPECT_EQ(Bytes(m_body, 26), Bytes(26, 0xFF)) << "the received body is overwritten";
         const Texts texts = TakeTexts();
         ASSERT_EQ(texts.size(), 5U);
         EXPECT_EQ(texts[1], std::string("[E] [CUARTMgr::OnParsing] ") + bad.line + " \n");
-        EXPECT_EQ(texts[2], "[D] [CUARTMgr::SendPacket] Type[0x3], Cmd[0xff], Datelen[26] \n");
+        EXPECT_EQ(texts[2], "[D] [CUARTMgr::SendPacket] Type[0xc8], Cmd[0xff], Datelen[26] \n");
     }
     EXPECT_EQ(m_application.Count(), 0U);
     m_manager->Close();
@@ -278,7 +242,7 @@ TEST_F(Dispatch, AnswersEveryReceiveErrorWithTheErrorFrame)
     for (int error : {UART::ERR_RECV_HEADER, UART::ERR_CHECKSUM, 0}) {
         EventMessage message(0, 1001, "ERR", &error, &m_header, nullptr);
         EXPECT_EQ(m_manager->OnRecvMessage(&message), 0);
-        EXPECT_EQ(m_pty.Read(31), ErrorFrame(3));
+        EXPECT_EQ(m_pty.Read(31), ErrorFrame(BOARD_TYPE));
     }
     EventMessage other(0, 1002, "", nullptr, nullptr, nullptr);
     EXPECT_EQ(m_manager->OnRecvMessage(&other), 0);

@@ -4,8 +4,11 @@
 #include <cerrno>
 #include <csignal>
 #include <memory>
+#include <thread>
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/select.h>
 
 #include "tests/support/Link.h"
 #include "tests/support/Wait.h"
@@ -19,6 +22,9 @@ using Support::Frame;
 using Support::TakeTexts;
 using Support::Texts;
 using Support::WaitFor;
+
+/// What happens when `select` has returned, on the thread that called it.
+std::function<void()> afterSelect;
 
 class Receiver : public testing::Test {
 protected:
@@ -34,6 +40,7 @@ protected:
     void TearDown() override
     {
         m_receiver.reset();
+        afterSelect = nullptr;
         close(m_fd);
     }
 
@@ -149,6 +156,35 @@ TEST_F(Receiver, ReadsAfterAPauseInChunksUntilTheCountIsReached)
     EXPECT_TRUE(TakeTexts().empty());
 }
 
+TEST_F(Receiver, ReadsNothingWhenItIsStoppedDuringTheWait)
+{
+    m_pty.Write(Frame(1, 2));
+    afterSelect = [receiver = m_receiver.get()] { receiver->Stop(); };
+    const Sim::Recording recording;
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    ASSERT_TRUE(WaitFor([this] { return m_receiver->IsStop(); }));
+    m_receiver.reset();
+    EXPECT_EQ(recording.Calls("select").size(), 1U);
+    EXPECT_TRUE(recording.Calls("read").empty());
+}
+
+TEST_F(Receiver, ForgetsTheLastFrameWhenItStarts)
+{
+    unsigned char* body = nullptr;
+    m_manager.Handle([&body](const auto& message) {
+        if (message.GetEventID() == 1000) {
+            body = static_cast<unsigned char*>(message.GetParam2());
+            body[UART::UART_BUF_SIZE - 1] = 0xFF;
+        }
+    });
+    ASSERT_EQ(m_receiver->Start(m_fd), 0);
+    EXPECT_EQ(EventsOf(Frame(1, 2, Bytes(26, 0x77))).at(0).id, 1000);
+    m_receiver->Stop();
+    ASSERT_EQ(m_receiver->Start(m_fd), 0) << "Start waits for a thread on its way out";
+    EXPECT_EQ(EventsOf({0xEE}).at(0).header, (Bytes{0xEE, 0, 0}));
+    EXPECT_EQ(Bytes(body, UART::UART_BUF_SIZE), Bytes(UART::UART_BUF_SIZE, 0));
+}
+
 TEST_F(Receiver, RefusesADescriptorThatSelectCannotHold)
 {
     EXPECT_EQ(m_receiver->Start(FD_SETSIZE), -1);
@@ -164,11 +200,8 @@ TEST_F(Receiver, EndsWhenSelectFailsAndStartsAgain)
     ASSERT_TRUE(WaitFor([this] { return m_receiver->IsStop(); }));
     EXPECT_EQ(TakeTexts(), Texts{"[E] [CUARTReceiver::Run] Select Error \n"});
     EXPECT_EQ(m_receiver->Stop(), 0);
-    ASSERT_EQ(m_receiver->Start(m_fd), 0);
-    EXPECT_EQ(EventsOf(Frame(1, 2)).size(), 1U);
-    EXPECT_EQ(m_receiver->Stop(), 0);
-    EXPECT_EQ(m_receiver->Stop(), 0);
-    ASSERT_EQ(m_receiver->Start(m_fd), 0) << "Start waits for a thread on its way out";
+    // A new thread often has the identifier of the one that has ended.
+    std::thread([this] { EXPECT_EQ(m_receiver->Start(m_fd), 0); }).join();
     EXPECT_EQ(EventsOf(Frame(1, 2)).size(), 1U);
     EXPECT_EQ(m_receiver->Start(m_fd), -1) << "the thread is at work; a second start ends it";
     EXPECT_TRUE(WaitFor([this] { return m_receiver->IsStop(); }));
@@ -236,3 +269,15 @@ TEST_F(Receiver, NoSignalHandlerRunsOnItsThread)
 }
 
 }  // namespace
+
+/// The dynamic linker finds this before the simulated board's, to which it passes calls on.
+extern "C" __attribute__((visibility("default"))) int select(int count, fd_set* readable, fd_set* writable,
+                                                             fd_set* exceptional, timeval* timeout)
+{
+    static const auto next = reinterpret_cast<decltype(&select)>(dlsym(RTLD_NEXT, "select"));
+    const int result = next(count, readable, writable, exceptional, timeout);
+    if (afterSelect) {
+        afterSelect();
+    }
+    return result;
+}
