@@ -23,35 +23,23 @@ protected:
 
 TEST_F(FileLogger, OpensAndClosesTheLogAroundEveryLine)
 {
-    CFileLogger logger("CUARTTest-Thread");
+    CFileLogger logger("");
     logger.WriteDebug("a %d", 1);
+    logger.SetIdentity("CFBLib");
     logger.WriteWarning("b %s\n", "two");
+    logger.SetIdentity("");
     logger.WriteError("c 100%%");
+    CFileLogger("CUARTTest-Thread").WriteDebug("d");
     EXPECT_FALSE(Sim::IsLogOpen());
     Texts texts;
     for (const Sim::LogLine& line : Sim::TakeLog()) {
-        texts.push_back(line.text);
-        EXPECT_EQ(line.identity, "[CUARTTest-Thread]");
+        texts.push_back(line.identity + line.text);
         EXPECT_EQ(line.options, LOG_CONS | LOG_NDELAY);
         EXPECT_EQ(line.facility, LOG_USER);
         EXPECT_EQ(line.priority, LOG_DEBUG);
     }
-    EXPECT_EQ(texts, (Texts{"[D] a 1", "[W] b two\n", "[E] c 100%"}));
-}
-
-TEST_F(FileLogger, IdentityIsReplacedNotAccumulated)
-{
-    CFileLogger logger("");
-    logger.WriteDebug("x");
-    logger.SetIdentity("CFBLib");
-    logger.WriteDebug("x");
-    logger.SetIdentity("");
-    logger.WriteDebug("x");
-    Texts identities;
-    for (const Sim::LogLine& line : Sim::TakeLog()) {
-        identities.push_back(line.identity);
-    }
-    EXPECT_EQ(identities, (Texts{"[FileLogger]", "[CFBLib]", "[FileLogger]"}));
+    EXPECT_EQ(texts, (Texts{"[FileLogger][D] a 1", "[CFBLib][W] b two\n", "[FileLogger][E] c 100%",
+                            "[CUARTTest-Thread][D] d"}));
 }
 
 TEST_F(FileLogger, CutsALineAt4095Characters)

@@ -1,9 +1,10 @@
-// What tests of the serial test link share: frames, hosts that keep what they receive, and the log's texts.
+// What tests of the serial test link share: frames, hosts that keep what they receive, and a manager with its port.
 #pragma once
 
 #include <functional>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -11,7 +12,7 @@
 #include "ostrel/EventMessage.h"
 #include "tests/support/Log.h"
 #include "tests/support/Pty.h"
-#include "uart/UARTFrame.h"
+#include "uart/CUARTMgr.h"
 
 namespace Support {
 
@@ -99,6 +100,35 @@ private:
     std::mutex m_mutex;
     std::vector<Event> m_events;
     Handler m_handler;
+};
+
+/// Too long for a string without an allocation: the log shows when a manager that is gone still writes.
+inline const std::string NAME = "the manager of the tests";
+/// One that a signed char does not hold.
+inline constexpr unsigned char BOARD_TYPE = 200;
+
+/// A manager with the application's host, and a pseudo-terminal to open.
+class ManagerTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        std::thread([] {}).join();  // with the first thread of a process ThreadSanitizer starts one of its own
+        Sim::Reset();
+        Create();
+    }
+    void TearDown() override { UART::CUARTMgr::DestroyInstance(); }
+
+    void Create()
+    {
+        m_manager = UART::CUARTMgr::GetInstance(NAME, static_cast<char>(BOARD_TYPE));
+        ASSERT_EQ(Common::Event::CEventRoute::Register(&m_application, "0x1"), 0);
+    }
+    int Open() { return Open(m_pty.Path()); }
+    int Open(const std::string& path) { return m_manager->Open(path, 115200, 8, 1, 0, false); }
+
+    Pty m_pty;
+    KeepingHost m_application;
+    UART::CUARTMgr* m_manager = nullptr;
 };
 
 }  // namespace Support
