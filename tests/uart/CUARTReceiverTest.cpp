@@ -1,6 +1,7 @@
 // The receive thread: events, log lines and printed frames for what arrives on a port.
 #include "uart/CUARTReceiver.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <memory>
@@ -26,12 +27,21 @@ using Support::WaitFor;
 /// What happens when `select` has returned, on the thread that called it.
 std::function<void()> afterSelect;
 
+/// What `Run` returned last.
+std::atomic<int> runResult;
+
+struct WatchedReceiver : UART::CUARTReceiver {
+    explicit WatchedReceiver(const std::string& name) : CEventRoute(name), CUARTReceiver(name) {}
+    int Run() override { return runResult = CUARTReceiver::Run(); }
+};
+
 class Receiver : public testing::Test {
 protected:
     void SetUp() override
     {
         Sim::Reset();
-        m_receiver = std::make_unique<UART::CUARTReceiver>("link");
+        runResult = 1;
+        m_receiver = std::make_unique<WatchedReceiver>("link");
         ASSERT_EQ(Common::Event::CEventRoute::Register(&m_manager, "0x2"), 0);
         m_fd = open(m_pty.Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
         ASSERT_GT(m_fd, 0);
@@ -149,6 +159,7 @@ TEST_F(Receiver, ReadsAfterAPauseInChunksUntilTheCountIsReached)
     UART::UART_HDR_T header = {};
     UART::UART_TAIL_T tail = {};
     EXPECT_EQ(m_receiver->ReceivePacket(0, &header, &tail, buffer), -1);
+    EXPECT_EQ(m_receiver->OnRecvMessage(nullptr), 0);
     EXPECT_TRUE(TakeTexts().empty());
 }
 
@@ -162,6 +173,7 @@ TEST_F(Receiver, ReadsNothingWhenItIsStoppedDuringTheWait)
     m_receiver.reset();
     EXPECT_EQ(recording.Calls("select").size(), 1U);
     EXPECT_TRUE(recording.Calls("read").empty());
+    EXPECT_TRUE(WaitFor([] { return runResult == 0; }));
 }
 
 TEST_F(Receiver, ForgetsTheLastFrameWhenItStarts)
@@ -193,7 +205,7 @@ TEST_F(Receiver, StartsAgainWhateverHasEndedIt)
 {
     Sim::Inject(Fault::Fails("select", EBADF));
     ASSERT_EQ(m_receiver->Start(m_fd), 0);
-    ASSERT_TRUE(WaitFor([this] { return m_receiver->IsStop(); }));
+    ASSERT_TRUE(WaitFor([] { return runResult == 0; }));
     EXPECT_EQ(TakeTexts(), Texts{"[E] [CUARTReceiver::Run] Select Error \n"});
     EXPECT_EQ(m_receiver->Stop(), 0);
     testing::internal::CaptureStderr();
