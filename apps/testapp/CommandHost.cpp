@@ -3,11 +3,9 @@
 
 #include <cstdio>
 
-#include "common/internal/OstrelAccess.h"
+#include "ostrel/EventMessage.h"
 
 namespace TestApp {
-
-namespace OstrelAccess = Common::OstrelAccess;
 
 CommandHost::CommandHost(UART::CUARTMgr& manager, const std::string& images)
     : EventHostGeneric("testapp"), m_manager(manager), m_checks(images)
@@ -16,11 +14,11 @@ CommandHost::CommandHost(UART::CUARTMgr& manager, const std::string& images)
 
 int CommandHost::OnRecvMessage(Ostrel::Event::EventMessage* message)
 {
-    if (OstrelAccess::EventId(*message) < UART::EVT_CMD_BASE) {
+    if (message->GetEventID() < UART::EVT_CMD_BASE) {
         return 0;  // not a command
     }
-    const unsigned char code = *static_cast<const unsigned char*>(OstrelAccess::Param1(*message));
-    const auto* const request = static_cast<const unsigned char*>(OstrelAccess::Param2(*message));
+    const unsigned char code = *static_cast<const unsigned char*>(message->GetParam1());
+    const auto* const request = static_cast<const unsigned char*>(message->GetParam2());
     const Reply reply = m_checks.CarryOut(code, request);
     if (m_manager.SendPacket(code, reply.data(), reply.size()) != 0) {
         std::fprintf(stderr, "testapp: the reply to command %d could not be sent\n", code);

@@ -10,7 +10,7 @@
 #include <linux/fb.h>
 #include <sys/ioctl.h>
 
-#include "common/internal/UniqueFd.h"
+#include "apps/testapp/Descriptor.h"
 #include "ioctl/CFBLib.h"
 #include "ioctl/CTouchTest.h"
 
@@ -26,7 +26,7 @@ struct Size {
 /// The size of the screen in pixels; nothing when the display does not tell it.
 std::optional<Size> ScreenSize()
 {
-    const Common::UniqueFd display(open("/dev/fb0", O_RDWR | O_CLOEXEC));
+    const Descriptor display(open("/dev/fb0", O_RDWR | O_CLOEXEC));
     fb_var_screeninfo screen = {};
     if (!display.IsValid() || ioctl(display.Get(), FBIOGET_VSCREENINFO, &screen) != 0) {
         return std::nullopt;
