@@ -65,6 +65,7 @@ public:
             Finish();
         }
     }
+    [[nodiscard]] pid_t Pid() const { return m_pid; }
     void Signal(int signal) const { kill(m_pid, signal); }
 
     /// Waits for the end; returns the exit code, or -1 after a signal.

@@ -34,6 +34,7 @@ public:
     }
 
     [[nodiscard]] Program& Running() { return m_program; }
+    [[nodiscard]] const Program& Running() const { return m_program; }
     /// A file of the board's.
     [[nodiscard]] std::string File(const std::string& name) const { return m_folder + '/' + name; }
     /// The station's end of the board's serial line.

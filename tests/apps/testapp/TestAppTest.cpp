@@ -3,21 +3,23 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 #include <gmock/gmock.h>
-#include <png.h>
 
+#include "tests/support/Descriptors.h"
 #include "tests/support/Link.h"
-#include "tests/support/Program.h"
-#include "tests/support/Wait.h"
+#include "tests/support/Picture.h"
+#include "tests/support/SimulatedBoard.h"
 
 namespace {
 
+namespace fs = std::filesystem;
 using Support::Bytes;
 using Support::Frame;
-using Support::Program;
-using Support::WaitFor;
+using Support::Pty;
+using Support::SimulatedBoard;
 using testing::HasSubstr;
 
 /// A command with its data bytes, and the data bytes of its reply.
@@ -47,53 +49,40 @@ Pixels ColourBars(std::size_t width, std::size_t height, std::uint32_t strongest
     return pixels;
 }
 
-/// The pixels of a PNG file with their alpha; none when it cannot be read.
-Pixels Picture(const std::string& path)
-{
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    Pixels pixels;
-    if (png_image_begin_read_from_file(&image, path.c_str()) != 0) {
-        image.format = PNG_FORMAT_RGBA;
-        pixels.resize(std::size_t{image.width} * image.height);
-        EXPECT_NE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0) << path;
-    }
-    return pixels;
-}
-
 class TestApp : public testing::Test {
 protected:
     void TearDown() override
     {
         Stop();
-        std::filesystem::remove_all(m_board);
-        std::filesystem::remove(m_picture);
+        fs::remove(m_picture);
+        fs::remove(m_path);
     }
 
     /// Lets another board be started.
     void Stop()
     {
         close(m_line);
-        m_program.reset();
+        m_board.reset();
     }
 
-    void Start(const std::string& port, const std::vector<std::string>& boardOptions = {})
+    void Start(const std::string& port, const std::vector<std::string>& boardOptions = {},
+               const std::vector<std::string>& options = {})
     {
-        std::vector<std::string> command = {SIMBOARD_PROGRAM, "--dir", m_board};
-        command.insert(command.end(), boardOptions.begin(), boardOptions.end());
-        command.insert(command.end(), {"--", TESTAPP_PROGRAM, "--port", port, "--board-type", "5"});
-        m_program = std::make_unique<Program>(command);
-        ASSERT_TRUE(WaitFor([this] { return m_program->Output().find("waiting for commands") != std::string::npos; }))
-            << m_program->Output();
+        std::vector<std::string> program = {TESTAPP_PROGRAM, "--port", port, "--board-type", "5"};
+        program.insert(program.end(), options.begin(), options.end());
+        m_board.emplace(SIMBOARD_PROGRAM, boardOptions, program);
+        ASSERT_TRUE(m_board->Await("waiting for commands")) << Output();
     }
 
     /// Starts it on the board's serial line.
     void StartOnLine(const std::vector<std::string>& boardOptions = {})
     {
         ASSERT_NO_FATAL_FAILURE(Start("/dev/ttyS0", boardOptions));
-        m_line = open((m_board + "/ttyS0").c_str(), O_RDWR | O_NOCTTY);
+        m_line = open(m_board->Line().c_str(), O_RDWR | O_NOCTTY);
         ASSERT_GT(m_line, 0);
     }
+
+    [[nodiscard]] std::string Output() const { return m_board->Running().Output(); }
 
     Bytes Answer(const Bytes& frame) const
     {
@@ -113,28 +102,68 @@ protected:
     /// What is on the board's screen.
     [[nodiscard]] Pixels Screen() const
     {
-        const std::string content = Support::Content(m_board + "/screen");
+        const std::string content = Support::Content(m_board->File("screen"));
         Pixels pixels(content.size() / sizeof(Pixels::value_type));
         std::memcpy(pixels.data(), content.data(), content.size());
         return pixels;
     }
 
-    /// Expects that the program ends soon after a signal, without the check that it is waiting for.
-    void ExpectToEndSoon(int signal) const
+    /// Waits for a command's line in the log: the check begins.
+    [[nodiscard]] bool AwaitCommand(const std::string& name) const
     {
-        const auto start = std::chrono::steady_clock::now();
-        m_program->Signal(signal);
-        EXPECT_EQ(m_program->Finish(), 0);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3))
-            << "two seconds, and a slow machine";
-        EXPECT_THAT(m_program->Output(), HasSubstr("a check is still in progress"));
+        return Support::WaitFor([&] { return m_board->Log().find(name) != std::string::npos; });
     }
 
-    std::string m_board = Support::TemporaryPath("board");
+    /// Expects that the program ends on a signal without the check that it is waiting for.
+    void ExpectToEndWithoutTheCheck(int signal)
+    {
+        m_board->Running().Signal(signal);
+        EXPECT_EQ(m_board->Running().Finish(), 0);
+        EXPECT_THAT(Output(), HasSubstr("a check is still in progress"));
+    }
+
     std::string m_picture = Support::TemporaryPath("screen.png");
-    std::unique_ptr<Program> m_program;
+    std::string m_path = "/tmp/testapp-" + std::to_string(getpid());  // short enough for a command
+    std::optional<SimulatedBoard> m_board;
     int m_line = -1;
 };
+
+/// A line that goes away and comes back: a new pseudo-terminal behind the same path each time.
+class Adapter {
+public:
+    explicit Adapter(std::string path) : m_path(std::move(path)) { PlugIn(); }
+
+    void PlugIn()
+    {
+        m_pty.emplace();
+        fs::create_symlink(m_pty->Path(), m_path);
+    }
+    void Unplug()
+    {
+        fs::remove(m_path);
+        m_pty.reset();
+    }
+    [[nodiscard]] const Pty& Line() const { return *m_pty; }
+
+    [[nodiscard]] Bytes Answer(const Bytes& frame) const
+    {
+        m_pty->Write(frame);
+        return m_pty->Read(UART::UART_FRAME_LEN);
+    }
+
+private:
+    std::string m_path;
+    std::optional<Pty> m_pty;
+};
+
+std::size_t Count(const std::string& text, const std::string& part)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
 
 TEST_F(TestApp, CarriesOutEveryCommandOnAHealthyBoard)
 {
@@ -158,7 +187,7 @@ TEST_F(TestApp, CarriesOutEveryCommandOnAHealthyBoard)
     });
     const Bytes clock = Answer(Frame(1, CMD_RTC_TEST, {0}));
     EXPECT_EQ(clock.substr(2, 6), (Bytes{CMD_RTC_TEST, 0, 0, 2, 29, 23})) << "it runs on from what it was set to";
-    EXPECT_EQ(std::filesystem::file_size(m_board + "/usb/123456789012345"), 1024U);
+    EXPECT_EQ(fs::file_size(m_board->File("usb/123456789012345")), 1024U);
 }
 
 TEST_F(TestApp, DrawsOnTheWholeScreen)
@@ -192,11 +221,11 @@ TEST_F(TestApp, TouchTestReportsThePointsAndLeavesThePictureOfTheReadme)
         {"margin", UART::CMD_TOUCH_TEST, {30}, {0, 0,   49, 0,  49, 2,   237, 0,   49, 2,  237,
                                                 1, 173, 0,  49, 1,  173, 1,   143, 0,  239}},
     });
-    m_program->Signal(SIGTERM);
-    EXPECT_EQ(m_program->Finish(), 0) << m_program->Output();
-    const Pixels expected = Picture(TOUCH_TEST_PICTURE);
+    m_board->Running().Signal(SIGTERM);
+    EXPECT_EQ(m_board->Running().Finish(), 0) << Output();
+    const Pixels expected = Support::ReadPng(TOUCH_TEST_PICTURE).pixels;
     ASSERT_EQ(expected.size(), 800U * 480U);
-    EXPECT_TRUE(Picture(m_picture) == expected) << "docs/touch-test.png is not what scripts/demo draws";
+    EXPECT_TRUE(Support::ReadPng(m_picture).pixels == expected) << "docs/touch-test.png is not what scripts/demo draws";
 }
 
 TEST_F(TestApp, FailsWithoutADisplayAndKeepsThePointsOfATouchPanelThatFails)
@@ -238,36 +267,76 @@ TEST_F(TestApp, AnswersBadFramesLogsAndEndsOnASignal)
     ASSERT_NO_FATAL_FAILURE(StartOnLine());
     EXPECT_EQ(Answer(Frame(2, 1)), Support::ErrorFrame(5));
     Expect({{"flash", UART::CMD_FLASH_TEST, {}, {2}}});
-    m_program->Signal(SIGTERM);
-    EXPECT_EQ(m_program->Finish(), 0);
-    EXPECT_THAT(m_program->Output(), HasSubstr("testapp: ended by Terminated\n"));
-    const std::string log = Support::Content(m_board + "/syslog");
+    m_board->Running().Signal(SIGTERM);
+    EXPECT_EQ(m_board->Running().Finish(), 0);
+    EXPECT_THAT(Output(), HasSubstr("testapp: ended by Terminated\n"));
+    const std::string log = m_board->Log();
     EXPECT_THAT(log, HasSubstr("[testapp]: [D] CMD_FLASH_TEST : 0000"));
     EXPECT_THAT(log, HasSubstr("[testapp]: [D] [CUARTMgr::~CUARTMgr] Close Port"));
 }
 
-TEST_F(TestApp, EndsSoonAlsoWhileAReplyIsStuck)
+TEST_F(TestApp, OpensItsPortAgainWhenTheLineIsBack)
 {
-    const Support::Pty pty;
+    Adapter adapter(m_path);
+    ASSERT_NO_FATAL_FAILURE(Start(m_path));
+    const std::string pid = std::to_string(m_board->Running().Pid());
+    const std::size_t descriptors = Support::OpenDescriptors(pid).size();
+    for (std::size_t round = 1; round <= 2; ++round) {
+        adapter.Unplug();
+        ASSERT_TRUE(Support::WaitFor([&] { return Count(Output(), "is gone\n") == round; })) << Output();
+        ASSERT_TRUE(Support::WaitFor([&] { return Count(m_board->Log(), "Port Close") == round; }));
+        const std::string log = m_board->Log();
+        adapter.PlugIn();
+        ASSERT_TRUE(Support::WaitFor([&] { return Count(Output(), "is back\n") == round; })) << Output();
+        EXPECT_THAT(m_board->Log().substr(log.size()), testing::Not(HasSubstr("Error"))) << "it read on";
+        EXPECT_EQ(adapter.Answer(Frame(1, UART::CMD_FLASH_TEST)), Frame(5, UART::CMD_FLASH_TEST, {2}));
+    }
+    EXPECT_EQ(Count(Output(), "is gone\n"), 2U);
+    EXPECT_EQ(Support::OpenDescriptors(pid).size(), descriptors);
+    adapter.Unplug();
+    ASSERT_TRUE(Support::WaitFor([&] { return Count(Output(), "is gone\n") == 3; }));
+    m_board->Running().Signal(SIGTERM);
+    EXPECT_EQ(m_board->Running().Finish(), 0);
+    EXPECT_THAT(Output(), testing::Not(HasSubstr("still in progress")));
+}
+
+TEST_F(TestApp, LateReplyDoesNotReachTheNextLine)
+{
+    Adapter adapter(m_path);
+    ASSERT_NO_FATAL_FAILURE(Start(m_path));
+    adapter.Line().Write(Frame(1, UART::CMD_EXT_DEVICE_TEST, {0, 0}));  // takes a second
+    ASSERT_TRUE(AwaitCommand("CMD_EXT_DEVICE_TEST"));
+    adapter.Unplug();
+    adapter.PlugIn();
+    ASSERT_TRUE(m_board->Await("is back")) << Output();
+    EXPECT_EQ(adapter.Answer(Frame(1, UART::CMD_FLASH_TEST)), Frame(5, UART::CMD_FLASH_TEST, {2}));
+    EXPECT_THAT(Output(), HasSubstr("the reply to command 8 could not be sent"));
+}
+
+TEST_F(TestApp, EndsAlsoWhileAReplyIsStuck)
+{
+    const Pty pty;
     ASSERT_NO_FATAL_FAILURE(Start(pty.Path()));
     const int held = open(pty.Path().c_str(), O_RDWR | O_NOCTTY);
     ASSERT_EQ(tcflow(held, TCOOFF), 0);  // the sender now waits for the line, for up to five seconds
     pty.Write(Frame(1, UART::CMD_CONFIRM_TEST_MODE));
-    ASSERT_TRUE(
-        WaitFor([this] { return Support::Content(m_board + "/syslog").find("EAGAIN write") != std::string::npos; }));
-    ExpectToEndSoon(SIGINT);
+    ASSERT_TRUE(AwaitCommand("EAGAIN write"));
+    ExpectToEndWithoutTheCheck(SIGINT);
     close(held);
 }
 
-TEST_F(TestApp, EndsSoonAlsoWhileItWaitsForATouch)
+TEST_F(TestApp, EndsAlsoWhileItWaitsForATouchOnALineThatIsGone)
 {
-    ASSERT_NO_FATAL_FAILURE(StartOnLine({"--fault", "touch-silent"}));
-    Support::WriteBytes(m_line, Frame(1, UART::CMD_TOUCH_TEST, {30}));
-    ASSERT_TRUE(WaitFor([this] { return m_program->Output().find("Touch2: ") != std::string::npos; }));
-    ExpectToEndSoon(SIGTERM);
+    Adapter adapter(m_path);
+    ASSERT_NO_FATAL_FAILURE(Start(m_path, {"--fault", "touch-silent"}));
+    adapter.Line().Write(Frame(1, UART::CMD_TOUCH_TEST, {30}));
+    ASSERT_TRUE(m_board->Await("Touch2: "));
+    adapter.Unplug();
+    ASSERT_TRUE(m_board->Await("is gone"));
+    ExpectToEndWithoutTheCheck(SIGTERM);
 }
 
-TEST(TestAppOptions, AreRefusedWithAMessage)
+TEST_F(TestApp, RefusesWrongOptions)
 {
     struct Wrong {
         std::vector<std::string> options;
@@ -285,11 +354,11 @@ TEST(TestAppOptions, AreRefusedWithAMessage)
         {{"--port", "/dev/null"}, 1, "cannot use /dev/null: it is not a serial port"},
     };
     for (const auto& [options, exitCode, message] : wrong) {
-        std::vector<std::string> command = options;
-        command.insert(command.begin(), TESTAPP_PROGRAM);
-        Program program(command);
-        EXPECT_EQ(program.Finish(), exitCode) << message;
-        EXPECT_THAT(program.Output(), HasSubstr(message));
+        std::vector<std::string> program = options;
+        program.insert(program.begin(), TESTAPP_PROGRAM);
+        SimulatedBoard board(SIMBOARD_PROGRAM, {}, program);
+        EXPECT_EQ(board.Running().Finish(), exitCode) << message;
+        EXPECT_THAT(board.Running().Output(), HasSubstr(message));
     }
 }
 
