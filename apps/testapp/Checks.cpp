@@ -12,6 +12,7 @@
 #include <arpa/inet.h>
 
 #include "apps/testapp/DisplayChecks.h"
+#include "apps/testapp/FileCheck.h"
 #include "ioctl/CFileTest.h"
 #include "ioctl/CGPIOTest.h"
 #include "ioctl/CNetTest.h"
@@ -29,13 +30,6 @@ using Request = const unsigned char*;
 
 /// A buffer for the status driver, which defines how much of it is used.
 using DriverRecord = std::array<unsigned char, 32>;
-
-Reply ResultCodeReply(int code)
-{
-    Reply reply = StatusReply(StatusOf(code));
-    reply[1] = static_cast<unsigned char>(code);
-    return reply;
-}
 
 /// The text that follows byte 0. Nothing when it is empty, is not printable, or does not end with a zero byte, which
 /// means that it was cut off.
@@ -100,7 +94,7 @@ Reply MountDisk(Request request)
 Reply VerifyFile(Request request)
 {
     const auto path = Text(request);
-    return path ? ResultCodeReply(IOCTL::CFileTest().FileVerify(path->c_str())) : StatusReply(STATUS_BAD_REQUEST);
+    return path ? CheckFile(*path) : StatusReply(STATUS_BAD_REQUEST);
 }
 
 Reply Ping(Request request)

@@ -24,4 +24,10 @@ inline Status StatusOf(int result)
     return result == 0 ? STATUS_PASS : STATUS_FAIL;
 }
 
+/// The status and the result code of an operation that gives 0 when it succeeds.
+inline Reply ResultCodeReply(int code)
+{
+    return {StatusOf(code), static_cast<unsigned char>(code)};
+}
+
 }  // namespace TestApp

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "tests/support/Descriptors.h"
 #include "tests/support/Link.h"
@@ -273,6 +274,28 @@ TEST_F(TestApp, AnswersBadFramesLogsAndEndsOnASignal)
     const std::string log = m_board->Log();
     EXPECT_THAT(log, HasSubstr("[testapp]: [D] CMD_FLASH_TEST : 0000"));
     EXPECT_THAT(log, HasSubstr("[testapp]: [D] [CUARTMgr::~CUARTMgr] Close Port"));
+}
+
+TEST_F(TestApp, ChecksOnlyRegularFiles)
+{
+    constexpr unsigned char DEVICE = UART::CMD_EXT_DEVICE_TEST;
+    ASSERT_NO_FATAL_FAILURE(StartOnLine());
+    ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo(m_board->File("usb/fifo").c_str(), 0600), 0);
+    Expect({
+        {"pipe", DEVICE, Text(m_path, {1}), {3}},
+        {"pipe on the disk", DEVICE, Text("/mnt/usb/fifo", {1}), {3}},
+        {"device", DEVICE, Text("/dev/null", {1}), {3}},
+        {"folder", DEVICE, Text("/tmp", {1}), {3}},
+    });
+    fs::remove(m_path);
+    Expect({{"new file", DEVICE, Text(m_path, {1}), {0, 0}}, {"its second check", DEVICE, Text(m_path, {1}), {0, 0}}});
+}
+
+TEST_F(TestApp, FileOnTheDiskCannotBeWrittenWithoutADisk)
+{
+    ASSERT_NO_FATAL_FAILURE(StartOnLine({"--fault", "disk-missing"}));
+    Expect({{"file", UART::CMD_EXT_DEVICE_TEST, Text("/mnt/usb/a", {1}), {1, 1}}});
 }
 
 TEST_F(TestApp, OpensItsPortAgainWhenTheLineIsBack)
