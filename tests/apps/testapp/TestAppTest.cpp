@@ -298,6 +298,20 @@ TEST_F(TestApp, FileOnTheDiskCannotBeWrittenWithoutADisk)
     Expect({{"file", UART::CMD_EXT_DEVICE_TEST, Text("/mnt/usb/a", {1}), {1, 1}}});
 }
 
+TEST_F(TestApp, SetsTheLineUpAsItsOptionsSay)
+{
+    const std::pair<std::vector<std::string>, const char*> lines[] = {
+        {{}, "115200 8N1\n"},
+        {{"--baud", "9600", "--parity", "odd"}, "9600 8O1\n"},
+        {{"--baud", "38400", "--data-bits", "7", "--parity", "even"}, "38400 7E1\n"},
+        {{"--data-bits", "5", "--stop-bits", "2", "--flow-control"}, "115200 5N2 rts/cts\n"},
+    };
+    for (const auto& [options, settings] : lines) {
+        ASSERT_NO_FATAL_FAILURE(Start("/dev/ttyS0", {}, options));
+        EXPECT_EQ(Support::Content(m_board->File("ttyS0.settings")), settings);
+    }
+}
+
 TEST_F(TestApp, OpensItsPortAgainWhenTheLineIsBack)
 {
     Adapter adapter(m_path);
