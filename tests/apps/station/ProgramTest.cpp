@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include "FakeBoard.h"
+#include "tests/support/SimulatedBoard.h"
 
 using Station::Bytes;
 using Support::Content;
@@ -121,7 +122,52 @@ TEST(ProgramTest, CannotRun)
     EXPECT_THAT(Expect(0, board.Port(), {"list"}), HasSubstr("\n  8  CMD_EXT_DEVICE_TEST/ping     Ping"));
 }
 
-TEST(ProgramTest, InterruptedRunWritesItsRecord)
+TEST(ProgramTest, SetsTheLineUpAsItsOptionsSay)
+{
+    const std::pair<std::vector<std::string>, const char*> lines[] = {
+        {{}, "115200 8N1\n"},
+        {{"--baud", "9600", "--parity", "odd"}, "9600 8O1\n"},
+        {{"--baud", "57600", "--data-bits", "7", "--parity", "even"}, "57600 7E1\n"},
+        {{"--data-bits", "5", "--stop-bits", "2", "--flow-control", "hardware"}, "115200 5N2 rts/cts\n"},
+    };
+    for (const auto& [options, settings] : lines) {
+        std::vector<std::string> command = {STATION_PROGRAM, "--port", "/dev/ttyS0", "--retries", "0",
+                                            "--timeout",     "0.001",  "send",       "gpi_test"};
+        command.insert(command.end(), options.begin(), options.end());
+        Support::SimulatedBoard board(SIMBOARD_PROGRAM, {}, command);
+        EXPECT_EQ(board.Running().Finish(), 1) << board.Running().Output();
+        EXPECT_EQ(Content(board.File("ttyS0.settings")), settings);
+    }
+}
+
+TEST(ProgramTest, RepeatsACommandOnceUnlessToldOtherwise)
+{
+    FakeBoard board([](FakeBoard& self, const Bytes&) { self.Send(Station::MakeErrorFrame(1)); });
+    EXPECT_THAT(Expect(1, board.Port(), {"send", "gpi_test"}), HasSubstr("(2 attempts)"));
+    EXPECT_THAT(Expect(1, board.Port(), {"send", "gpi_test", "--retries", "2"}), HasSubstr("(3 attempts)"));
+    EXPECT_EQ(board.Received(), 5);
+}
+
+TEST(ProgramTest, SecondErrorFrameForABadFrameFails)
+{
+    FakeBoard board([](FakeBoard& self, const Bytes& received) {
+        FakeBoard::Healthy(self, received);
+        if (received != Station::MakeFrame(1, UART::CMD_CONFIRM_TEST_MODE, {})) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the real board reads on after 10 ms
+            self.Send(Station::MakeErrorFrame(1));
+        }
+    });
+    const std::string output = Expect(1, board.Port(), {"bad-frames"});
+    const std::string twice = Station::Hex(Station::MakeErrorFrame(1)) + " " + Station::Hex(Station::MakeErrorFrame(1));
+    EXPECT_THAT(output, testing::ContainsRegex("noise +FAIL.*expected one error frame, received " + twice + "\n"));
+    EXPECT_THAT(output, HasSubstr("0 passed, 5 failed"));
+}
+
+class ProgramSignalTest : public testing::TestWithParam<int> {};
+
+INSTANTIATE_TEST_SUITE_P(Signals, ProgramSignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_P(ProgramSignalTest, InterruptedRunWritesItsRecord)
 {
     std::atomic<bool> waiting{false};
     FakeBoard board([&waiting](FakeBoard& self, const Bytes& received) {
@@ -132,7 +178,7 @@ TEST(ProgramTest, InterruptedRunWritesItsRecord)
     while (!waiting) {
         std::this_thread::yield();
     }
-    program.Signal(SIGINT);
+    program.Signal(GetParam());
     EXPECT_EQ(program.Finish(), 2) << program.Output();
     EXPECT_THAT(program.Output(), HasSubstr("ABORTED: 19 passed, 0 failed, 4 skipped, 24 of 24 checks"));
     const nlohmann::json record = nlohmann::json::parse(Content(json));

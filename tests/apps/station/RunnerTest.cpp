@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include "FakeBoard.h"
-#include "apps/station/BadFrames.h"
 
 using namespace Station;
 
@@ -157,21 +156,6 @@ TEST(RunnerTest, StopFlagEndsRunWhileItWaits)
     ASSERT_EQ(run.checks.size(), 1U);
     EXPECT_EQ(Told(run.checks[0]), "ABORTED: interrupted >");
     EXPECT_EQ(run.abortReason, "interrupted");
-}
-
-TEST(RunnerTest, BadFramesPassOnlyWithExactlyOneErrorFrame)
-{
-    const auto twice = [](FakeBoard& board, const Bytes& received) {
-        FakeBoard::Healthy(board, received);
-        board.AwaitUnread(0);
-        FakeBoard::Healthy(board, received);
-    };
-    const Policy policy{1, Seconds{20}};
-    for (const bool good : {true, false}) {
-        Bench bench(good ? FakeBoard::Answer(FakeBoard::Healthy) : twice);
-        const RunRecord run = bench.Run(PlanBadFrames(bench.link, policy));
-        EXPECT_EQ(Count(run, good ? Result::Pass : Result::Fail), 5) << run.checks.back().message;
-    }
 }
 
 TEST(SerialPortTest, RefusesWhatIsNoFreeSerialPort)
