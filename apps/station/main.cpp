@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
@@ -13,10 +14,13 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "apps/station/BadFrames.h"
 #include "apps/station/Console.h"
@@ -52,6 +56,20 @@ struct Options {
     std::string junit;
     std::string unit;
 };
+
+/// Puts /dev/null where standard input, output or error is closed: the port would take its place, and what is printed
+/// would go to the board.
+void FillStandardStreams()
+{
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO) {
+        fd = open("/dev/null", O_RDWR);
+    }
+    if (fd < 0) {
+        throw std::system_error(errno, std::generic_category(), "/dev/null");
+    }
+    close(fd);
+}
 
 /// Lets an interrupted run end in good order, with its records written.
 void CatchSignals()
@@ -307,6 +325,7 @@ int Start(int argc, char** argv)
 int main(int argc, char** argv)
 {
     try {
+        FillStandardStreams();
         return Start(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "station: " << error.what() << '\n';

@@ -163,6 +163,17 @@ TEST(ProgramTest, SecondErrorFrameForABadFrameFails)
     EXPECT_THAT(output, HasSubstr("0 passed, 5 failed"));
 }
 
+TEST(ProgramTest, PrintsNothingToTheBoardWhenItsOutputIsClosed)
+{
+    const Support::Pty line;
+    const std::string closed = std::string("exec ") + STATION_PROGRAM + " --port " + line.Path() +
+                               " --retries 0 --timeout 0.001 send gpi_test >&-";
+    Program program({"sh", "-c", closed});
+    EXPECT_EQ(program.Finish(), 1);
+    const Bytes sent = Station::MakeFrame(1, UART::CMD_GPI_TEST, {});
+    EXPECT_EQ(line.Read(1000), Support::Bytes(sent.begin(), sent.end()));
+}
+
 class ProgramSignalTest : public testing::TestWithParam<int> {};
 
 INSTANTIATE_TEST_SUITE_P(Signals, ProgramSignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
