@@ -52,8 +52,9 @@ void ConfirmLinkWorks(Link& link, const Policy& policy, CheckRecord& record)
 {
     const Policy once{0, policy.timeout};
     CheckRecord confirm;
+    confirm.traffic = record.traffic;
     RunCheck(link, once, PlainCheck(UART::CMD_CONFIRM_TEST_MODE, {}), confirm);
-    record.traffic.insert(record.traffic.end(), confirm.traffic.begin(), confirm.traffic.end());
+    record.traffic = std::move(confirm.traffic);
     record.result = confirm.result == Result::Skip ? Result::Fail : confirm.result;
     record.message = "error frame, then " + confirm.name + ": " + confirm.message;
 }

@@ -34,6 +34,8 @@ public:
 
     /// Takes the bytes that were passed over.
     Bytes TakeNoise();
+    /// How many there are.
+    [[nodiscard]] std::size_t NoiseSize() const { return m_noise.size(); }
 
     /// Takes all bytes left, noise and the beginning of a frame alike.
     Bytes TakeRest();

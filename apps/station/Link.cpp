@@ -2,6 +2,7 @@
 #include "apps/station/Link.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace Station {
@@ -24,7 +25,26 @@ milliseconds NextWait(Seconds left)
     return std::clamp(std::chrono::duration_cast<milliseconds>(left), milliseconds{1}, SLICE);
 }
 
+bool IsNoise(const Traffic& entry)
+{
+    return entry.kind == Traffic::Kind::Noise;
+}
+
+/// The bytes of noise that are kept.
+std::size_t NoiseSize(const std::vector<Traffic>& traffic)
+{
+    return std::accumulate(traffic.begin(), traffic.end(), std::size_t{0}, [](std::size_t sum, const Traffic& entry) {
+        return sum + (IsNoise(entry) ? entry.bytes.size() : 0);
+    });
+}
+
 }  // namespace
+
+std::size_t DroppedNoise(const std::vector<Traffic>& traffic)
+{
+    return std::accumulate(traffic.begin(), traffic.end(), std::size_t{0},
+                           [](std::size_t sum, const Traffic& entry) { return sum + entry.dropped; });
+}
 
 Exchange Link::Transact(const Bytes& frame, unsigned char command, Seconds timeout, std::vector<Traffic>& traffic)
 {
@@ -34,10 +54,10 @@ Exchange Link::Transact(const Bytes& frame, unsigned char command, Seconds timeo
     FrameScanner scanner(m_boardType, command);
     try {
         Exchange exchange = Await(scanner, command, timeout, traffic);
-        Record(Traffic::Kind::Noise, scanner.TakeRest(), traffic);
+        RecordNoise(scanner.TakeRest(), traffic);
         return exchange;
     } catch (const PortError&) {
-        Record(Traffic::Kind::Noise, scanner.TakeRest(), traffic);
+        RecordNoise(scanner.TakeRest(), traffic);
         throw;
     }
 }
@@ -48,7 +68,7 @@ void Link::DiscardPending(std::vector<Traffic>& traffic)
     for (int reads = 0; more && reads < MAX_STALE_READS; ++reads) {
         Bytes stale = m_port.Read(milliseconds{0});
         more = !stale.empty();
-        Record(Traffic::Kind::Noise, std::move(stale), traffic);
+        RecordNoise(std::move(stale), traffic);
     }
 }
 
@@ -64,7 +84,7 @@ Exchange Link::Await(FrameScanner& scanner, unsigned char command, Seconds timeo
             scanner.Add(bytes);
         }
         while (std::optional<Bytes> frame = scanner.Next()) {
-            Record(Traffic::Kind::Noise, scanner.TakeNoise(), traffic);
+            RecordNoise(scanner.TakeNoise(), traffic);
             Record(Traffic::Kind::Received, *frame, traffic);
             if (IsErrorFrame(*frame)) {
                 return {Outcome::ErrorFrame, std::move(*frame)};
@@ -72,6 +92,9 @@ Exchange Link::Await(FrameScanner& scanner, unsigned char command, Seconds timeo
             if ((*frame)[2] == command) {
                 return {Outcome::Reply, std::move(*frame)};
             }
+        }
+        if (scanner.NoiseSize() > MOST_NOISE) {
+            RecordNoise(scanner.TakeNoise(), traffic);
         }
         if (m_stop) {
             return {Outcome::Stopped, {}};
@@ -93,7 +116,19 @@ void Link::Listen(Seconds duration, std::vector<Traffic>& traffic)
 {
     const Clock::time_point start = Clock::now();
     while (Clock::now() - start < duration && !m_stop) {
-        Record(Traffic::Kind::Noise, m_port.Read(NextWait(duration - (Clock::now() - start))), traffic);
+        RecordNoise(m_port.Read(NextWait(duration - (Clock::now() - start))), traffic);
+    }
+}
+
+/// Records noise as long as there is room for it, then only counts it.
+void Link::RecordNoise(Bytes bytes, std::vector<Traffic>& traffic)
+{
+    const std::size_t room = MOST_NOISE - std::min(MOST_NOISE, NoiseSize(traffic));
+    const std::size_t dropped = bytes.size() - std::min(bytes.size(), room);
+    bytes.resize(bytes.size() - dropped);
+    Record(Traffic::Kind::Noise, std::move(bytes), traffic);
+    if (dropped > 0) {
+        std::find_if(traffic.rbegin(), traffic.rend(), IsNoise)->dropped += dropped;
     }
 }
 

@@ -24,7 +24,14 @@ struct Traffic {
     Kind kind;
     Seconds at;  ///< since the link was created
     Bytes bytes;
+    std::size_t dropped = 0;  ///< bytes of noise that came later and were not kept
 };
+
+/// The most bytes of noise that are kept for a check: a line that never falls silent brings millions.
+inline constexpr std::size_t MOST_NOISE = 64 * 1024;
+
+/// How many bytes of noise were not kept.
+std::size_t DroppedNoise(const std::vector<Traffic>& traffic);
 
 /// How waiting for a reply ended.
 enum class Outcome {
@@ -58,7 +65,7 @@ public:
     [[nodiscard]] bool Stopped() const { return m_stop; }
 
     /// Discards what is waiting, sends `frame` and waits for the reply to `command`; replies to other commands are
-    /// recorded and passed over. Appends to `traffic`, also when it throws.
+    /// recorded and passed over. Appends to `traffic`, also when it throws; of noise at most MOST_NOISE bytes in all.
     /// @throws PortError if the port is gone
     Exchange Transact(const Bytes& frame, unsigned char command, Seconds timeout, std::vector<Traffic>& traffic);
 
@@ -72,6 +79,7 @@ private:
     Exchange Await(FrameScanner& scanner, unsigned char command, Seconds timeout, std::vector<Traffic>& traffic);
     void DiscardPending(std::vector<Traffic>& traffic);
     void Record(Traffic::Kind kind, Bytes bytes, std::vector<Traffic>& traffic);
+    void RecordNoise(Bytes bytes, std::vector<Traffic>& traffic);
 
     SerialPort& m_port;
     unsigned char m_boardType;

@@ -59,10 +59,14 @@ double ToMicrosecond(Seconds duration)
 
 Json ToJson(const Traffic& entry)
 {
-    return {{"time_s", ToMicrosecond(entry.at)},
-            {"direction", entry.kind == Traffic::Kind::Sent ? "sent" : "received"},
-            {"kind", entry.kind == Traffic::Kind::Noise ? "noise" : "frame"},
-            {"hex", Hex(entry.bytes)}};
+    Json json = {{"time_s", ToMicrosecond(entry.at)},
+                 {"direction", entry.kind == Traffic::Kind::Sent ? "sent" : "received"},
+                 {"kind", entry.kind == Traffic::Kind::Noise ? "noise" : "frame"},
+                 {"hex", Hex(entry.bytes)}};
+    if (entry.dropped > 0) {
+        json["dropped_bytes"] = entry.dropped;
+    }
+    return json;
 }
 
 Json ToJson(const Values& values)

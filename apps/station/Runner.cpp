@@ -139,6 +139,9 @@ void RunSteps(Link& link, const std::vector<Step>& steps, RunRecord& run,
         } catch (const PortError& error) {
             record.message = error.what();
         }
+        if (const std::size_t dropped = DroppedNoise(record.traffic); dropped > 0) {
+            record.message += " (" + std::to_string(dropped) + " more bytes of noise came and were not kept)";
+        }
         record.duration = link.Elapsed() - start;
         onResult(record);
         if (record.result == Result::Aborted) {

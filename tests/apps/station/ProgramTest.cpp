@@ -163,6 +163,29 @@ TEST(ProgramTest, SecondErrorFrameForABadFrameFails)
     EXPECT_THAT(output, HasSubstr("0 passed, 5 failed"));
 }
 
+TEST(ProgramTest, KeepsALittleOfMuchNoise)
+{
+    constexpr std::size_t NOISE = 500000;
+    FakeBoard board([](FakeBoard& self, const Bytes& received) {
+        if (self.Received() == 1) {
+            self.Send(Bytes(NOISE, 0xAA));
+        }
+        FakeBoard::Healthy(self, received);
+    });
+    const std::string json = TemporaryPath("noise.json");
+    EXPECT_THAT(Expect(0, board.Port(), {"run", "--json", json}), HasSubstr("(434464 more bytes of noise came"));
+    const nlohmann::json check = nlohmann::json::parse(Content(json))["checks"][0];
+    std::size_t kept = 0;
+    std::size_t dropped = 0;
+    for (const auto& entry : check["frames"]) {
+        kept += entry["kind"] == "noise" ? (entry["hex"].get<std::string>().size() + 1) / 3 : 0;
+        dropped += entry.value("dropped_bytes", std::size_t{0});
+    }
+    EXPECT_EQ(kept, 64U * 1024U);
+    EXPECT_EQ(dropped, NOISE - kept);
+    std::filesystem::remove(json);
+}
+
 TEST(ProgramTest, PrintsNothingToTheBoardWhenItsOutputIsClosed)
 {
     const Support::Pty line;
