@@ -1,6 +1,8 @@
 // Which disk a file check mounts, and that it does not stay mounted.
 #include "apps/testapp/FileCheck.h"
 
+#include <cerrno>
+
 #include <gmock/gmock.h>
 
 #include "sim/SimBoard.h"
@@ -52,6 +54,18 @@ TEST_F(FileCheck, MountsTheFirstDiskThatMountsAndUnmountsIt)
     Sim::PlugIn(1, Disk::WHOLE);
     EXPECT_THAT(Mounts(ABSENT_FOLDER, 1), ElementsAre("/mnt/usb", "/dev/sda /mnt/usb vfat", "/dev/sda1 /mnt/usb vfat",
                                                       "/dev/sdb /mnt/usb vfat", "/mnt/usb"));
+}
+
+TEST_F(FileCheck, SaysThatADiskStaysMounted)
+{
+    Sim::PlugIn(0, Disk::WHOLE);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(TestApp::CheckFile(ABSENT_FOLDER), TestApp::ResultCodeReply(1));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    Sim::Inject(Sim::Fault::Fails("umount2", EBUSY).After(1));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(TestApp::CheckFile(ABSENT_FOLDER), TestApp::ResultCodeReply(1));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "testapp: cannot unmount /mnt/usb: Device or resource busy\n");
 }
 
 TEST_F(FileCheck, MountsTheDiskForAFileBelowItsFolderAlone)

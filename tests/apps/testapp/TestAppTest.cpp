@@ -304,7 +304,7 @@ TEST_F(TestApp, SetsTheLineUpAsItsOptionsSay)
         {{}, "115200 8N1\n"},
         {{"--baud", "9600", "--parity", "odd"}, "9600 8O1\n"},
         {{"--baud", "38400", "--data-bits", "7", "--parity", "even"}, "38400 7E1\n"},
-        {{"--data-bits", "5", "--stop-bits", "2", "--flow-control"}, "115200 5N2 rts/cts\n"},
+        {{"--baud", "115200", "--data-bits", "5", "--stop-bits", "2", "--flow-control"}, "115200 5N2 rts/cts\n"},
     };
     for (const auto& [options, settings] : lines) {
         ASSERT_NO_FATAL_FAILURE(Start("/dev/ttyS0", {}, options));
@@ -328,13 +328,14 @@ TEST_F(TestApp, OpensItsPortAgainWhenTheLineIsBack)
         EXPECT_THAT(m_board->Log().substr(log.size()), testing::Not(HasSubstr("Error"))) << "it read on";
         EXPECT_EQ(adapter.Answer(Frame(1, UART::CMD_FLASH_TEST)), Frame(5, UART::CMD_FLASH_TEST, {2}));
     }
-    EXPECT_EQ(Count(Output(), "is gone\n"), 2U);
     EXPECT_EQ(Support::OpenDescriptors(pid).size(), descriptors);
     adapter.Unplug();
     ASSERT_TRUE(Support::WaitFor([&] { return Count(Output(), "is gone\n") == 3; }));
     m_board->Running().Signal(SIGTERM);
     EXPECT_EQ(m_board->Running().Finish(), 0);
     EXPECT_THAT(Output(), testing::Not(HasSubstr("still in progress")));
+    EXPECT_EQ(Count(Output(), "is gone\n"), 3U);
+    EXPECT_EQ(Count(Output(), "is back\n"), 2U);
 }
 
 TEST_F(TestApp, LateReplyDoesNotReachTheNextLine)
@@ -373,7 +374,7 @@ TEST_F(TestApp, EndsAlsoWhileItWaitsForATouchOnALineThatIsGone)
     ExpectToEndWithoutTheCheck(SIGTERM);
 }
 
-TEST_F(TestApp, RefusesWrongOptions)
+TEST_F(TestApp, TellsWhatIsWrongWithItsOptions)
 {
     struct Wrong {
         std::vector<std::string> options;
@@ -381,6 +382,7 @@ TEST_F(TestApp, RefusesWrongOptions)
         const char* message;
     };
     const Wrong wrong[] = {
+        {{"--help"}, 0, "The serial port to the station"},
         {{}, 2, "--port is required"},
         {{"--port", "x", "--baud", "4800"}, 2, "4800 not in"},
         {{"--port", "x", "--board-type", "2"}, 2, "2 not in"},
