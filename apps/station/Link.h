@@ -28,7 +28,7 @@ struct Traffic {
 };
 
 /// The most bytes of noise that are kept for a check: a line that never falls silent brings millions.
-inline constexpr std::size_t MOST_NOISE = 64 * 1024;
+inline constexpr std::size_t MOST_NOISE = std::size_t{64} * 1024;
 
 /// How many bytes of noise were not kept.
 std::size_t DroppedNoise(const std::vector<Traffic>& traffic);
