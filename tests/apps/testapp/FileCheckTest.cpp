@@ -32,6 +32,7 @@ protected:
         for (const Sim::Call& call : recording.Calls()) {
             if (call.name == "mount" || call.name == "umount2") {
                 calls.push_back(call.path);
+                EXPECT_EQ(call.argument, 0) << "flags of " << call.path;
             }
         }
         EXPECT_THAT(Sim::Mounts(), IsEmpty());
