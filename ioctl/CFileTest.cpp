@@ -8,6 +8,8 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include "ioctl/internal/ClassLogger.h"
+
 namespace IOCTL {
 
 namespace {
@@ -39,11 +41,7 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 
 }  // namespace
 
-CFileTest::CFileTest() : m_logger("")
-{
-    m_logger.SetIdentity("CFileTest");
-    m_logger.WriteDebug("[%s] Logger Start.", "CFileTest");
-}
+CFileTest::CFileTest() : m_logger(ClassLogger("CFileTest")) {}
 
 CFileTest::~CFileTest() = default;
 

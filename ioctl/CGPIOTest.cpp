@@ -3,15 +3,12 @@
 
 #include <sys/ioctl.h>
 
+#include "ioctl/internal/ClassLogger.h"
 #include "ioctl/internal/DevStatus.h"
 
 namespace IOCTL {
 
-CGPIOTest::CGPIOTest() : m_logger("")
-{
-    m_logger.SetIdentity("CGPIOTest");
-    m_logger.WriteDebug("[%s] Logger Start.", "CGPIOTest");
-}
+CGPIOTest::CGPIOTest() : m_logger(ClassLogger("CGPIOTest")) {}
 
 CGPIOTest::~CGPIOTest() = default;
 

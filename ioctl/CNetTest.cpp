@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "common/internal/UniqueFd.h"
+#include "ioctl/internal/ClassLogger.h"
 
 namespace IOCTL {
 
@@ -44,11 +45,7 @@ int s_nSlot = 0;
 
 }  // namespace
 
-CNetTest::CNetTest() : m_logger("")
-{
-    m_logger.SetIdentity("CNetTest");
-    m_logger.WriteDebug("[%s] Logger Start.", "CNetTest");
-}
+CNetTest::CNetTest() : m_logger(ClassLogger("CNetTest")) {}
 
 CNetTest::~CNetTest() = default;
 

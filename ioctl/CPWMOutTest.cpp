@@ -3,6 +3,7 @@
 
 #include <sys/ioctl.h>
 
+#include "ioctl/internal/ClassLogger.h"
 #include "ioctl/internal/DevStatus.h"
 
 namespace IOCTL {
@@ -13,11 +14,7 @@ constexpr unsigned char SETTING_BITS = 0x03;
 
 }  // namespace
 
-CPWMOutTest::CPWMOutTest() : m_logger("")
-{
-    m_logger.SetIdentity("CPWMOutTest");
-    m_logger.WriteDebug("[%s] Logger Start.", "CPWMOutTest");
-}
+CPWMOutTest::CPWMOutTest() : m_logger(ClassLogger("CPWMOutTest")) {}
 
 CPWMOutTest::~CPWMOutTest() = default;
 

@@ -9,6 +9,7 @@
 #include <sys/time.h>
 
 #include "common/internal/UniqueFd.h"
+#include "ioctl/internal/ClassLogger.h"
 
 namespace IOCTL {
 
@@ -39,11 +40,7 @@ tm ToLocalTime(const rtc_time& record)
 
 }  // namespace
 
-CSysTime::CSysTime() : m_logger("")
-{
-    m_logger.SetIdentity("CSysTime");
-    m_logger.WriteDebug("[%s] Logger Start.", "CSysTime");
-}
+CSysTime::CSysTime() : m_logger(ClassLogger("CSysTime")) {}
 
 CSysTime::~CSysTime() = default;
 

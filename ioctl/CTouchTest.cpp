@@ -11,6 +11,7 @@
 #include <tslib.h>
 #include <unistd.h>
 
+#include "ioctl/internal/ClassLogger.h"
 #include "ioctl/internal/TouchSample.h"
 
 namespace IOCTL {
@@ -54,11 +55,7 @@ Places Targets(long long width, long long height, long long bmpWidth, long long 
 
 }  // namespace
 
-CTouchTest::CTouchTest() : m_logger("")
-{
-    m_logger.SetIdentity("CTouchTest");
-    m_logger.WriteDebug("[%s] Logger Start.", "CTouchTest");
-}
+CTouchTest::CTouchTest() : m_logger(ClassLogger("CTouchTest")) {}
 
 CTouchTest::~CTouchTest()
 {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "common/internal/SerialLine.h"
+#include "ioctl/internal/ClassLogger.h"
 
 namespace IOCTL {
 
@@ -21,11 +22,7 @@ constexpr int MAX_FAILED_READS = 100;
 
 }  // namespace
 
-CUARTTest::CUARTTest() : m_logger("")
-{
-    m_logger.SetIdentity("CUARTTest");
-    m_logger.WriteDebug("[%s] Logger Start.", "CUARTTest");
-}
+CUARTTest::CUARTTest() : m_logger(ClassLogger("CUARTTest")) {}
 
 CUARTTest::~CUARTTest() = default;
 

@@ -9,6 +9,7 @@
 #include <sys/ioctl.h>
 
 #include "common/internal/UniqueFd.h"
+#include "ioctl/internal/ClassLogger.h"
 #include "ioctl/internal/DevStatus.h"
 
 namespace IOCTL {
@@ -19,11 +20,7 @@ constexpr int VERSION_BITS = 3;
 
 }  // namespace
 
-CVersion::CVersion() : m_logger("")
-{
-    m_logger.SetIdentity("CVersion");
-    m_logger.WriteDebug("[%s] Logger Start.", "CVersion");
-}
+CVersion::CVersion() : m_logger(ClassLogger("CVersion")) {}
 
 CVersion::~CVersion() = default;
 
