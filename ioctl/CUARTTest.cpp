@@ -9,6 +9,7 @@
 
 #include "common/internal/SerialLine.h"
 #include "ioctl/internal/ClassLogger.h"
+#include "ioctl/internal/Pause.h"
 
 namespace IOCTL {
 
@@ -95,7 +96,7 @@ int CUARTTest::TestTXD(unsigned char* buf)
     if (m_nFd < 1) {
         return -1;
     }
-    const auto written = static_cast<int>(write(m_nFd, buf, BLOCK_SIZE));
+    const auto written = static_cast<int>(write(m_nFd, buf, BLOCK_BYTES));
     m_logger.WriteDebug("TestTXD nBytes = %d\n", written);
     return 0;
 }
@@ -104,7 +105,7 @@ int CUARTTest::TestTXD(unsigned char* buf)
 int CUARTTest::ReadBlock(unsigned char* buf) const
 {
     usleep(READ_PAUSE_US);
-    return static_cast<int>(read(m_nFd, buf, BLOCK_SIZE));
+    return static_cast<int>(read(m_nFd, buf, BLOCK_BYTES));
 }
 
 int CUARTTest::TestRXD(unsigned char* buf)
@@ -123,7 +124,7 @@ int CUARTTest::TestRXD(unsigned char* buf)
         }
     }
     m_logger.WriteDebug("TestRXD total = %d\n", total);
-    for (int i = 0; i < std::min(total, BLOCK_SIZE); ++i) {
+    for (int i = 0; i < std::min(total, BLOCK_BYTES); ++i) {
         m_logger.WriteDebug("TestRXD = [%02X]\n", buf[i]);
     }
     return 0;
@@ -137,11 +138,11 @@ int CUARTTest::TestUART(std::string /*port*/, int /*baud*/, int /*dataBits*/, in
     unsigned char received[BUFFER_SIZE] = {};
     std::memcpy(sent, text, strnlen(text, BUFFER_SIZE - 1));
     m_logger.WriteDebug("TestTXD = %d\n", TestTXD(sent));
-    sleep(1);
+    PauseOneSecond();
     m_logger.WriteDebug("TestRXD = %d\n", TestRXD(received));
     m_logger.WriteDebug("TestRXD data = [%02X]\n", received[0]);
     Close();
-    return std::equal(sent, sent + BLOCK_SIZE, received) ? 0 : 3;
+    return std::equal(sent, sent + BLOCK_BYTES, received) ? 0 : 3;
 }
 
 }  // namespace IOCTL

@@ -52,12 +52,12 @@ public:
                  char const* text);
 
 private:
-    static constexpr int BLOCK_SIZE = 10;
+    static constexpr int BLOCK_BYTES = 10;
 
     void Monitor();
     int ReadBlock(unsigned char* buf) const;
 
-    unsigned char m_ucRxBuf[BLOCK_SIZE] = {};
+    unsigned char m_ucRxBuf[BLOCK_BYTES] = {};
     int m_nFd = -1;
     pthread_t m_tThread = {};
     std::atomic<bool> m_bStop{false};
