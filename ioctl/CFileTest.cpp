@@ -6,17 +6,16 @@
 #include <memory>
 
 #include <sys/mount.h>
-#include <unistd.h>
 
 #include "ioctl/internal/ClassLogger.h"
+#include "ioctl/internal/Pause.h"
 
 namespace IOCTL {
 
 namespace {
 
 constexpr const char* MOUNT_POINT = "/mnt/usb";
-constexpr std::size_t PATTERN_SIZE = 1024;
-using Pattern = std::array<unsigned char, PATTERN_SIZE>;
+using Pattern = std::array<unsigned char, 1024>;
 
 struct Disk {
     const char* whole;
@@ -51,7 +50,7 @@ int CFileTest::MountUSB(int index)
     if (index >= 0 && index < static_cast<int>(DISKS.size())) {
         const Disk& disk = DISKS[static_cast<std::size_t>(index)];
         umount(MOUNT_POINT);
-        sleep(1);
+        PauseOneSecond();
         result = MountDisk(disk.whole);
         if (result == -1) {
             result = MountDisk(disk.firstPartition);
@@ -63,28 +62,29 @@ int CFileTest::MountUSB(int index)
 
 int CFileTest::FileVerify(char const* path)
 {
-    Pattern written;
-    for (std::size_t i = 0; i < written.size(); ++i) {
-        written[i] = static_cast<unsigned char>(i);
+    Pattern pattern;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        pattern[i] = static_cast<unsigned char>(i);
     }
-    File file(std::fopen(path, "wb"));
-    if (!file) {
-        return 1;
+    {
+        const File file(std::fopen(path, "wb"));
+        if (!file) {
+            return 1;
+        }
+        std::setvbuf(file.get(), nullptr, _IONBF, 0);  // the count logged is what the file took
+        const std::size_t items = std::fwrite(pattern.data(), pattern.size(), 1, file.get());
+        m_logger.WriteDebug("fwrite = %d\n", static_cast<int>(items));
     }
-    std::setvbuf(file.get(), nullptr, _IONBF, 0);  // the count logged is what the file took
-    std::size_t items = std::fwrite(written.data(), written.size(), 1, file.get());
-    m_logger.WriteDebug("fwrite = %d\n", static_cast<int>(items));
-    file.reset();
-
-    file.reset(std::fopen(path, "rb"));
-    if (!file) {
-        return 2;
+    Pattern content = {};
+    {
+        const File file(std::fopen(path, "rb"));
+        if (!file) {
+            return 2;
+        }
+        const std::size_t items = std::fread(content.data(), content.size(), 1, file.get());
+        m_logger.WriteDebug("fread = %d\n", static_cast<int>(items));
     }
-    Pattern read = {};
-    items = std::fread(read.data(), read.size(), 1, file.get());
-    m_logger.WriteDebug("fread = %d\n", static_cast<int>(items));
-    file.reset();
-    if (items != 1 || read != written) {
+    if (content != pattern) {  // also after a short read: the last byte of the pattern is not 0
         return 3;
     }
     m_logger.WriteDebug("memcmp OK");

@@ -2,8 +2,10 @@
 #include "ioctl/CNetTest.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 #include <arpa/inet.h>
@@ -38,10 +40,8 @@ constexpr timeval RECEIVE_TIMEOUT = {1, 500000};
 constexpr std::size_t RECEIVE_SIZE = 1024;
 
 // Results of Str4IP; the first one fills slot 1.
-constexpr int SLOTS = 10;
-constexpr std::size_t SLOT_SIZE = 20;
-char s_szSlot[SLOTS][SLOT_SIZE] = {};
-int s_nSlot = 0;
+std::array<std::array<char, 20>, 10> s_slots = {};
+std::size_t s_nSlot = 0;
 
 }  // namespace
 
@@ -156,13 +156,12 @@ char* CNetTest::GetIP(char const* name)
 
 char* CNetTest::Str4IP(unsigned int address)
 {
-    s_nSlot = (s_nSlot + 1) % SLOTS;
-    char* const slot = s_szSlot[s_nSlot];
-    std::fill_n(slot, SLOT_SIZE, '\0');
-    const char* const text = inet_ntoa({htonl(address)});
-    std::copy_n(text, strnlen(text, SLOT_SIZE - 1), slot);
-    m_logger.WriteDebug("[%s] IP : %s", "Str4IP", slot);
-    return slot;
+    s_nSlot = (s_nSlot + 1) % s_slots.size();
+    auto& slot = s_slots[s_nSlot];
+    slot.fill('\0');
+    std::snprintf(slot.data(), slot.size(), "%s", inet_ntoa({htonl(address)}));
+    m_logger.WriteDebug("[%s] IP : %s", "Str4IP", slot.data());
+    return slot.data();
 }
 
 }  // namespace IOCTL
