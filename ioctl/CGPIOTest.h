@@ -21,13 +21,13 @@ public:
     /// 0 when the device is open, -1 when not: not a boolean.
     int IsOpen();
 
-    /// Hands the output pattern at `pattern`, in the layout and size of the driver's record, to the driver, and closes
-    /// the device. 0, or -1 when the device cannot be opened; whether the driver took it is not examined.
+    /// Hands the output pattern at `pattern` to the driver, which defines its layout and size, and closes the device. 0
+    /// whether or not the driver took the pattern, or -1 when the device cannot be opened (logged).
     int CheckGPO(unsigned char* pattern);
 
-    /// Has the driver write the input state to `state`, in the layout and size of its record (at least 2 bytes), logs
-    /// its first two bytes and closes the device. 0, or -1 when the device cannot be opened; whether the driver
-    /// gave it is not examined.
+    /// Has the driver write the input state to `state`, logs its first two bytes, and closes the device. The driver
+    /// defines layout and size, which is at least 2 bytes. 0 whether or not the driver wrote the state, or -1 when the
+    /// device cannot be opened (logged).
     int CheckGPI(unsigned char* state);
 
 private:

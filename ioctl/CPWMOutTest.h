@@ -21,8 +21,8 @@ public:
     /// 0 when the device is open, -1 when not: not a boolean.
     int IsOpen();
 
-    /// Hands bits 0 and 1 of `setting` to the driver and closes the device. 0, or -1 when the device cannot be
-    /// opened; whether the driver took it is not examined.
+    /// Hands bits 0 and 1 of `setting` to the driver and closes the device. 0 whether or not the driver took them, or
+    /// -1 when the device cannot be opened (logged).
     int CheckPWM(unsigned char setting);
 
 private:

@@ -34,7 +34,7 @@ const char* DevicePath()
     return path != nullptr ? path : DEFAULT_DEVICE;
 }
 
-/// A coordinate that no screen has stays one that no screen has.
+/// Limits a coordinate to the range of int: a target too far out for an int must not come back onto the screen.
 int Coordinate(long long value)
 {
     using Limits = std::numeric_limits<int>;

@@ -34,11 +34,12 @@ public:
     CTouchTest(const CTouchTest&) = delete;
     CTouchTest& operator=(const CTouchTest&) = delete;
 
-    /// Runs the test on "/dev/fb0", waiting without limit for each touch: clears the display area of `nScreenWidth` *
-    /// `nScreenHeight` pixels, and shows the target image (`pszTargetBmp`, a 24-bit BMP file) at the top left, top
-    /// right, bottom right, bottom left, each `nMargin` pixels from the edges, and in the centre. Each is covered with
-    /// the second image (`pszDoneBmp`) when it has been touched and the finger lifted. `nBmpWidth` and `nBmpHeight`
-    /// place the targets; that the images have this size is not checked. Prints each point on standard output.
+    /// Runs the test on "/dev/fb0" and waits without limit for each touch. Sets the display area to `nScreenWidth` *
+    /// `nScreenHeight` pixels and clears the whole screen. Then shows the target image (`pszTargetBmp`, a 24-bit BMP
+    /// file) at the top left, top right, bottom right and bottom left of the area, `nMargin` pixels from its edges, and
+    /// in its centre, one after the other. When a target has been touched and the finger lifted, covers it with the
+    /// second image (`pszDoneBmp`). `nBmpWidth` and `nBmpHeight` place the targets; they are not compared with the size
+    /// of the images. Prints each point on standard output.
     ///
     /// 0, or -1 (logged): a path is null, the display or the touch panel cannot be used, or an image cannot be loaded.
     /// The points recorded until then are kept, the others are those of earlier runs. The picture stays on the display.
@@ -49,8 +50,8 @@ public:
     /// `pXY`. 0, or -1 when the device cannot be read (logged).
     int Wait_TS(tsdev* pTs, tTOUCHXY* pXY);
 
-    /// Writes the recorded points to `pOut` (20 bytes), in the order of the targets: x, then y, each the low 16 bits,
-    /// high byte first. 0 for points never recorded.
+    /// Writes the recorded points to `pOut` (20 bytes), in the order of the targets: the low 16 bits of x, then those
+    /// of y, high byte first. A point that was never recorded is 0, 0.
     void GetTouchXY(unsigned char* pOut);
 
 private:

@@ -13,7 +13,7 @@ public:
     virtual ~CVersion();
 
     /// Writes the version bits 0, 1 and 2 to the bytes 0, 1 and 2 of `version`, each as 0 or 1. 0, or -1 when the
-    /// device cannot be opened (logged; `version` is unchanged). When the driver refuses the request the bits are 0.
+    /// device cannot be opened (logged; `version` is unchanged). When the driver refuses the request, the bits are 0.
     int GetHWVersion(unsigned char* version);
 
 private:

@@ -34,7 +34,8 @@ bool PixelFile::ReadRow(std::uint32_t* pixels, std::size_t count)
     return SkipPadding(count * PIXEL_BYTES);
 }
 
-/// Reads what there is of a pixel within which the file ends. Memory of pixels behind it is never touched.
+/// Reads what there is of a pixel that the end of the file cuts. The pixels behind it are not touched: their memory is
+/// never used.
 void PixelFile::ReadLast(std::uint32_t* pixel)
 {
     if (m_begin < m_end) {
@@ -53,7 +54,7 @@ bool PixelFile::SkipPadding(std::size_t rowBytes)
     return isRead;
 }
 
-/// Has at least so many bytes at hand, unless the file ends before.
+/// Reads on until at least so many bytes are at hand or the file ends.
 bool PixelFile::Fetch(std::size_t least)
 {
     if (m_end - m_begin >= least || m_hasEnded) {

@@ -12,8 +12,8 @@ class PixelFile {
 public:
     explicit PixelFile(int fd) : m_fd(fd) {}
 
-    /// Fills a row. What is missing when the file ends stays as it is, but for a pixel that begins in the file. False
-    /// when a read fails, with its `errno`.
+    /// Fills a row. Where the file ends, pixels that lie behind its end are left as they are; of a pixel that it cuts,
+    /// the missing bytes become 0. False when a read fails, with its `errno`.
     bool ReadRow(std::uint32_t* pixels, std::size_t count);
 
 private:

@@ -13,7 +13,7 @@ inline std::uint32_t Load32(const unsigned char* bytes)
            std::uint32_t{bytes[3]} << 24;
 }
 
-/// The most pixels that `Mix` takes at a time: what it works on stays in the nearest cache.
+/// The most pixels that `Mix` takes at a time: few enough to stay in the nearest cache.
 inline constexpr std::size_t RUN = 256;
 
 /// Multiplies each channel by `weight` / 256 (0 to 256) and clears the top bytes.
@@ -23,11 +23,11 @@ void Dim(std::uint32_t* pixels, std::size_t count, int weight);
 void Mix(std::uint32_t* mixed, const std::uint32_t* pixels, const std::uint32_t* background, std::size_t count,
          int weight);
 
-/// Copies `layer` but where `pixels` has the key colour.
+/// Copies `layer` except where `pixels` has the key colour. `layer` may be `pixels`.
 void CopyExcept(std::uint32_t* to, const std::uint32_t* layer, const std::uint32_t* pixels, std::size_t count,
                 std::uint32_t key);
 
-/// Makes pixels of 3 bytes each: blue, green, red.
+/// Makes each pixel of 3 bytes: blue, green, red. Top bytes are 0.
 void Unpack(std::uint32_t* pixels, const unsigned char* bytes, std::size_t count);
 
 }  // namespace IOCTL::Pixels

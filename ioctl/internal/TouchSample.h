@@ -1,5 +1,5 @@
-// Reading the touch panel. On 32-bit systems tslib's record has a time stamp of tslib's own size, 32 bits on most,
-// while all else is built with 64: this header and its source are all that knows of it.
+// Reading the touch panel. On 32-bit systems the time stamp in tslib's record has the size that tslib was built with,
+// mostly 32 bits, while everything else here has 64: only this header's source knows of it.
 #pragma once
 
 struct tsdev;
