@@ -29,11 +29,6 @@ Visible Clip(std::int32_t position, std::int32_t size, std::int32_t bound)
             static_cast<std::int32_t>(end - first)};
 }
 
-bool IsCopied(const tBMP& bmp)
-{
-    return bmp.nKeyMode == 0 && bmp.nBgMode == 0;
-}
-
 bool CanBeDrawn(const tBMP& bmp)
 {
     const bool hasBackground = bmp.nBgMode == 0 || bmp.nBgMode == 1 || bmp.pBgData != nullptr;
@@ -41,39 +36,38 @@ bool CanBeDrawn(const tBMP& bmp)
     return bmp.pData != nullptr && hasBackground && passesKey;
 }
 
-/// Draws at most Pixels::RUN pixels of one row as the record says. `background` may be `to`.
-void DrawRun(std::uint32_t* to, const std::uint32_t* pixels, const std::uint32_t* background, std::size_t count,
-             const tBMP& bmp)
+/// Draws a row of pixels as they are, but for those of the key colour.
+void CopyRow(std::uint32_t* to, const std::uint32_t* pixels, std::size_t count, const tBMP& bmp)
 {
-    const bool isBlended = bmp.nAlpha < 256;
-    const int weight = std::max(bmp.nAlpha, 0);
     if (bmp.nKeyMode == 1) {
-        std::array<std::uint32_t, Pixels::RUN> mixed;
-        if (isBlended) {
-            Pixels::Mix(mixed.data(), pixels, background, count, weight);
-        }
-        Pixels::CopyExcept(to, isBlended ? mixed.data() : pixels, pixels, count, bmp.nKeyColor);
-    } else if (isBlended) {
-        Pixels::Mix(to, pixels, background, count, weight);
+        Pixels::CopyExcept(to, pixels, pixels, count, bmp.nKeyColor);
     } else {
         std::copy_n(pixels, count, to);
     }
 }
 
-/// Draws a row pixel by pixel; `place` is its index on the screen.
-void DrawRow(std::uint32_t* screen, std::size_t place, const std::uint32_t* pixels, std::size_t count, const tBMP& bmp)
+/// Draws a row of pixels blended with their background, but for those of the key colour.
+void BlendRow(const Screen& screen, std::size_t place, const std::uint32_t* pixels, std::size_t count, const tBMP& bmp)
 {
     std::array<std::uint32_t, Pixels::RUN> colour;
     if (bmp.nBgMode == 1) {
         std::fill_n(colour.begin(), std::min(Pixels::RUN, count), bmp.nBgColor);
     }
     for (std::size_t done = 0; done < count; done += Pixels::RUN) {
-        const std::size_t index = place + done;
+        std::uint32_t* const to = screen.pixels + place + done;
         const std::uint32_t* background = colour.data();
         if (bmp.nBgMode != 1) {
-            background = (bmp.nBgMode == 0 ? screen : bmp.pBgData) + index;
+            background = bmp.nBgMode == 0 ? to : bmp.pBgData + place + done;
         }
-        DrawRun(screen + index, pixels + done, background, std::min(Pixels::RUN, count - done), bmp);
+        const std::size_t run = std::min(Pixels::RUN, count - done);
+        const int weight = std::max(bmp.nAlpha, 0);
+        if (bmp.nKeyMode == 1) {
+            std::array<std::uint32_t, Pixels::RUN> mixed;
+            Pixels::Mix(mixed.data(), pixels + done, background, run, weight);
+            Pixels::CopyExcept(to, mixed.data(), pixels + done, run, bmp.nKeyColor);
+        } else {
+            Pixels::Mix(to, pixels + done, background, run, weight);
+        }
     }
 }
 
@@ -86,6 +80,7 @@ void DrawBitmap(const Screen& screen, int x, int y, const tBMP& bmp)
     if (!CanBeDrawn(bmp) || columns.count == 0) {
         return;
     }
+    const bool isBlended = (bmp.nKeyMode != 0 || bmp.nBgMode != 0) && bmp.nAlpha < 256;
     auto count = static_cast<std::size_t>(columns.count);
     std::int32_t drawn = rows.count;
     if (columns.count == bmp.nWidth && columns.count == screen.width) {  // no gaps: all rows are one
@@ -96,10 +91,10 @@ void DrawBitmap(const Screen& screen, int x, int y, const tBMP& bmp)
         const std::uint32_t* const pixels = bmp.pData + std::ptrdiff_t{rows.skip + row} * bmp.nWidth + columns.skip;
         const std::size_t place = static_cast<std::size_t>(rows.first + row) * static_cast<std::size_t>(screen.width) +
                                   static_cast<std::size_t>(columns.first);
-        if (IsCopied(bmp)) {
-            std::copy_n(pixels, count, screen.pixels + place);
+        if (isBlended) {
+            BlendRow(screen, place, pixels, count, bmp);
         } else {
-            DrawRow(screen.pixels, place, pixels, count, bmp);
+            CopyRow(screen.pixels + place, pixels, count, bmp);
         }
     }
 }
