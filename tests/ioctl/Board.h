@@ -1,10 +1,12 @@
-// What tests of the hardware checks share: a healthy simulated board, its log lines and its open descriptors.
+// What tests of the hardware checks share: a healthy simulated board, and what the code under test did.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include "sim/SimBoard.h"
@@ -13,6 +15,9 @@
 
 namespace Support {
 
+/// Answers a request of `ioctl` in the driver's place, or returns nothing: the request then goes on to the board.
+using Answer = std::function<std::optional<int>(unsigned long request, void* argument)>;
+
 class Board : public testing::Test {
 protected:
     void SetUp() override
@@ -20,33 +25,36 @@ protected:
         Sim::Reset();
         Sim::PowerOn();
     }
-    void TearDown() override { Sim::Reset(); }
+    void TearDown() override
+    {
+        SetAnswer({});
+        Sim::Reset();
+    }
+    /// Until the end of the test.
+    static void SetAnswer(Answer answer);
 };
 
-/// The calls so far, each as its name, its path if it takes one, and its argument.
-inline Texts Calls(const Sim::Recording& recording)
-{
-    Texts texts;
-    for (const Sim::Call& call : recording.Calls()) {
-        texts.push_back(call.name + (call.path.empty() ? "" : " " + call.path) + " " + std::to_string(call.argument));
-    }
-    return texts;
-}
+/// The calls that the simulated board records and, among them, the pauses. From construction to destruction no pause
+/// takes time.
+class Steps {
+public:
+    Steps();
+    ~Steps();
+    Steps(const Steps&) = delete;
+    Steps& operator=(const Steps&) = delete;
 
-/// What `TestUART` logs of an open port: what its write took, how many bytes came, and the first of them as digits.
-inline Texts LoopbackTexts(int sent, std::size_t total, const std::string& bytes)
-{
-    Texts texts = {"[D] TestTXD nBytes = " + std::to_string(sent) + "\n", "[D] TestTXD = 0\n",
-                   "[D] TestRXD total = " + std::to_string(total) + "\n"};
-    for (std::size_t i = 0; i < bytes.size(); i += 2) {
-        texts.push_back("[D] TestRXD = [" + bytes.substr(i, 2) + "]\n");
-    }
-    texts.emplace_back("[D] TestRXD = 0\n");
-    texts.push_back("[D] TestRXD data = [" + (bytes.empty() ? "00" : bytes.substr(0, 2)) + "]\n");
-    return texts;
-}
+    /// Those so far, in order: the name, the path if there is one, and the argument, as in "usleep 10000".
+    [[nodiscard]] Texts Taken() const;
+    [[nodiscard]] std::vector<Sim::Call> Calls(const std::string& name) const { return m_recording.Calls(name); }
+    /// The next `sleep` ends as if a signal handler had cut it short, with less than a second left.
+    void CutNextSleep() { m_isCut = true; }
 
-/// Names a case of a table by its `name`.
-constexpr auto CASE_NAME = [](const auto& test) { return std::string(test.param.name); };
+    unsigned int Pause(const char* name, unsigned int duration);
+
+private:
+    Sim::Recording m_recording;
+    std::vector<std::pair<std::size_t, std::string>> m_pauses;  // each with the number of calls before it
+    bool m_isCut = false;
+};
 
 }  // namespace Support

@@ -3,11 +3,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <map>
-#include <thread>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/time.h>
+#include <termios.h>
 
 #include "tests/ioctl/Board.h"
 #include "tests/support/Pty.h"
@@ -15,7 +18,6 @@
 
 namespace {
 
-using IOCTL::CUARTTest;
 using Sim::Fault;
 using Support::Bytes;
 using Support::TakeTexts;
@@ -58,132 +60,113 @@ protected:
     }
 
     Support::Pty m_pty;
-    CUARTTest m_check;
+    IOCTL::CUARTTest m_check;
 };
 
-struct Line {
-    int baud, dataBits;
-    tcflag_t controlFlags;
-};
-
-class LoopbackLine : public Loopback, public testing::WithParamInterface<Line> {};
-
-TEST_P(LoopbackLine, IsRawWithOneStopBitAndNothingElse)
+TEST_F(Loopback, StopBitsParityAndFlowControlAreIgnored)
 {
-    const Line& line = GetParam();
-    ASSERT_EQ(m_check.Open(PORT, line.baud, line.dataBits, 2, 1, true), 0);
-    ASSERT_TRUE(Sim::AppliedLine());
-    const termios applied = *Sim::AppliedLine();
-    EXPECT_EQ(applied.c_iflag, static_cast<tcflag_t>(IGNPAR));
-    EXPECT_EQ(applied.c_oflag, 0U);
-    EXPECT_EQ(applied.c_lflag, 0U);
-    EXPECT_EQ(applied.c_cflag, CREAD | line.controlFlags);
-    for (int i = 0; i < NCCS; ++i) {
-        EXPECT_EQ(applied.c_cc[i], i == VSTART ? 0x11 : i == VSTOP ? 0x13 : 0) << "control character " << i;
-    }
+    ASSERT_EQ(m_check.Open(PORT, 19200, 7, 2, 1, true), 0);
+    EXPECT_EQ(Sim::AppliedLine()->c_cflag, tcflag_t{CREAD | B19200 | CS7});
+    m_check.Close();
+    Sim::Inject(Fault::Fails("tcflush", EIO));
+    Sim::Inject(Fault::Fails("tcsetattr", EIO));
+    EXPECT_EQ(Open(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Settings, LoopbackLine,
-                         testing::Values(Line{9600, 8, B9600 | CS8}, Line{19200, 7, B19200 | CS7},
-                                         Line{38400, 6, B38400 | CS6}, Line{57600, 5, B57600 | CS5},
-                                         Line{115200, 9, B115200 | CS8}, Line{4800, 4, B9600 | CS8}));
+volatile std::sig_atomic_t g_alarms;
 
-TEST_F(Loopback, OpensOnceAndClosesOnlyWhenTold)
+TEST_F(Loopback, AGoodPortPassesThoughSignalsCutThePauseShort)
 {
-    const Sim::Recording recording;
-    {
-        CUARTTest check;
-        EXPECT_EQ(check.IsOpen(), -1);
-        check.Close();
-        EXPECT_EQ(check.Open(PORT, 9600, 8, 1, 0, false), 0);
-        EXPECT_EQ(check.IsOpen(), 0);
-        EXPECT_EQ(check.Open("/dev/other", 9600, 8, 1, 0, false), 0) << "already open";
-    }
-    const Texts calls = {"open /dev/ttyS1 " + std::to_string(O_RDWR | O_NOCTTY | O_NONBLOCK),
-                         "tcflush " + std::to_string(TCIFLUSH), "tcsetattr " + std::to_string(TCSANOW)};
-    EXPECT_EQ(Support::Calls(recording), calls);
-    close(static_cast<int>(recording.Calls("open").at(0).result));
+    Sim::Reset();
+    Sim::PowerOn();  // with the loopback plug
+    struct sigaction former = {};
+    struct sigaction counting = {};
+    counting.sa_handler = [](int) { g_alarms = g_alarms + 1; };
+    sigaction(SIGALRM, &counting, &former);
+    constexpr itimerval EACH_110_MS = {{0, 110'000}, {0, 110'000}};
+    constexpr itimerval NEVER = {};
+    setitimer(ITIMER_REAL, &EACH_110_MS, nullptr);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Test("0123456789abc"), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    setitimer(ITIMER_REAL, &NEVER, nullptr);
+    sigaction(SIGALRM, &former, nullptr);
+    EXPECT_GE(g_alarms, 1);
+    EXPECT_EQ(Sim::AppliedLine()->c_cflag, tcflag_t{CREAD | B115200 | CS8}) << "whatever the arguments say";
+    EXPECT_EQ(m_check.IsOpen(), -1);
 }
 
-TEST_F(Loopback, APortThatIsNotOpenIsRefused)
+TEST_F(Loopback, PausesAfterSendingAndBeforeEachRead)
+{
+    Support::Steps steps;
+    steps.CutNextSleep();
+    EXPECT_EQ(Test(""), 3);
+    EXPECT_EQ(steps.Taken(), (Texts{"open /dev/ttyS1 " + std::to_string(O_RDWR | O_NOCTTY | O_NONBLOCK),
+                                    "tcflush " + std::to_string(TCIFLUSH), "tcsetattr " + std::to_string(TCSANOW),
+                                    "write 10", "sleep 1", "sleep 1", "usleep 10000", "read 10", "close 0"}));
+}
+
+TEST_F(Loopback, ADescriptorOfZeroIsNeitherReadNorWritten)
 {
     unsigned char block[10] = {};
-    EXPECT_EQ(m_check.TestTXD(block), -1);
-    EXPECT_EQ(m_check.TestRXD(block), -1);
-    EXPECT_EQ(TakeTexts("CUARTTest"), Texts());
-    EXPECT_EQ(m_check.Open("/nonexistent/tty", 9600, 8, 1, 0, false), -1);
-    EXPECT_EQ(m_check.IsOpen(), -1);
-    EXPECT_EQ(TakeTexts("CUARTTest"), Texts{"[E] [UART] /nonexistent/tty Open Error!"});
-    Sim::Inject(Fault::Returns("open", 0));
-    EXPECT_EQ(Open(), 0);
-    EXPECT_EQ(m_check.IsOpen(), -1) << "a descriptor of 0 counts as closed";
-    EXPECT_EQ(m_check.TestTXD(block), -1);
-}
-
-TEST_F(Loopback, TestUartIgnoresItsLineArgumentsAndCloses)
-{
-    std::thread plug([&] { m_pty.Write(m_pty.Read(10)); });
-    EXPECT_EQ(Test("0123456789abc"), 0);
-    plug.join();
-    EXPECT_EQ(m_check.IsOpen(), -1);
-    EXPECT_EQ(Sim::AppliedLine()->c_cflag, tcflag_t{CREAD | B115200 | CS8});
+    for (const int fd : {0, 1}) {
+        Sim::Inject(Fault::Returns("open", fd));
+        Sim::Inject(Fault::Returns("write", 10));
+        Sim::Inject(Fault::Returns("read", 0));
+        EXPECT_EQ(Open(), 0);
+        EXPECT_EQ(m_check.TestTXD(block), fd - 1);
+        EXPECT_EQ(m_check.TestRXD(block), fd - 1);
+        EXPECT_EQ(TakeTexts("CUARTTest"),
+                  fd == 0 ? Texts() : Texts({"[D] TestTXD nBytes = 10\n", "[D] TestRXD total = 0\n"}));
+    }
+    Sim::Inject(Fault::Returns("close", 0));
+    m_check.Close();
 }
 
 /// What waits on the line when the block has been sent, in reads of at most so many bytes, and what becomes of it.
 struct Echo {
-    const char* name;
     std::string text;
     Bytes sent;
     Bytes waiting;
     std::vector<std::size_t> reads;
     int result;
-    std::string bytes;  // as logged
 };
 
-class LoopbackEcho : public Loopback, public testing::WithParamInterface<Echo> {};
-
-TEST_P(LoopbackEcho, ComparesWhatTheLastReadsLeft)
+TEST_F(Loopback, WhatTheLastReadsLeftIsCompared)
 {
-    const Echo& echo = GetParam();
-    ASSERT_EQ(Open(), 0);
-    Receive(echo.waiting);
-    for (const std::size_t size : echo.reads) {
-        Sim::Inject(Fault::Limits("read", size));
+    const Bytes digits = ToBytes("0123456789");
+    const Bytes abc = ToBytes("abc") + Bytes(7, 0);
+    const Bytes empty = Bytes(1, 0xEE) + Bytes(9, 0);
+    const Echo echoes[] = {{"0123456789abc", digits, digits, {}, 0},
+                           {"0123456789", digits, digits, {4}, 3},
+                           {"0123456789", digits, ToBytes("abcdefghij") + digits, {}, 0},
+                           {"0123456789", digits, digits + ToBytes("xy"), {}, 3},
+                           {"0123456789", digits, {}, {}, 3},
+                           {"abc", abc, ToBytes("ab"), {}, 3},
+                           {std::string(2000, 'z'), Bytes(10, 'z'), Bytes(10, 'z'), {}, 0},
+                           {"", empty, empty, {}, 0},
+                           {"abc", abc, ToBytes("abc"), {}, 0}};
+    for (const auto& [text, sent, waiting, reads, result] : echoes) {
+        SCOPED_TRACE(text + ", " + std::to_string(waiting.size()) + " bytes waiting");
+        ASSERT_EQ(Open(), 0);
+        Receive(waiting);
+        TakeTexts("CUARTTest");
+        const Support::Steps steps;
+        for (const std::size_t size : reads) {
+            Sim::Inject(Fault::Limits("read", size));
+        }
+        EXPECT_EQ(Test(text.c_str()), result);
+        EXPECT_EQ(m_pty.Read(10), sent);
+        EXPECT_EQ(m_pty.Read(1, std::chrono::milliseconds(0)), Bytes()) << "ten bytes are sent";
+        const Texts lines = TakeTexts("CUARTTest");
+        EXPECT_EQ(lines.at(2), "[D] TestRXD total = " + std::to_string(waiting.size()) + "\n");
+        EXPECT_EQ(lines.size(), 5 + std::min<std::size_t>(waiting.size(), 10)) << "a line for each of ten bytes";
+        if (text == "abc" && result == 0) {
+            EXPECT_EQ(lines, (Texts{"[D] TestTXD nBytes = 10\n", "[D] TestTXD = 0\n", "[D] TestRXD total = 3\n",
+                                    "[D] TestRXD = [61]\n", "[D] TestRXD = [62]\n", "[D] TestRXD = [63]\n",
+                                    "[D] TestRXD = 0\n", "[D] TestRXD data = [61]\n"}));
+        }
     }
-    EXPECT_EQ(Test(echo.text.c_str()), echo.result);
-    EXPECT_EQ(m_check.IsOpen(), -1);
-    EXPECT_EQ(TakeTexts("CUARTTest"), Support::LoopbackTexts(10, echo.waiting.size(), echo.bytes));
-    EXPECT_EQ(m_pty.Read(10), echo.sent);
-    EXPECT_EQ(m_pty.Read(1, std::chrono::milliseconds(0)), Bytes()) << "ten bytes are sent";
-}
-
-const Bytes DIGITS = ToBytes("0123456789");
-const Bytes ABC = ToBytes("abc") + Bytes(7, 0);
-const Bytes EMPTY = Bytes(1, 0xEE) + Bytes(9, 0);
-
-INSTANTIATE_TEST_SUITE_P(
-    Echoes, LoopbackEcho,
-    testing::Values(
-        Echo{"whole", "0123456789abc", DIGITS, DIGITS, {}, 0, "30313233343536373839"},
-        Echo{"in_two_parts", "0123456789", DIGITS, DIGITS, {4}, 3, "34353637383900000000"},
-        Echo{"more_than_a_block", "0123456789", DIGITS, ToBytes("abcdefghij") + DIGITS, {}, 0, "30313233343536373839"},
-        Echo{"block_and_a_bit", "0123456789", DIGITS, DIGITS + ToBytes("xy"), {}, 3, "78793233343536373839"},
-        Echo{"nothing", "0123456789", DIGITS, {}, {}, 3, ""},
-        Echo{"short_text", "abc", ABC, ToBytes("abc"), {}, 0, "616263"},
-        Echo{"short_text_cut", "abc", ABC, ToBytes("ab"), {}, 3, "6162"},
-        Echo{"empty_text", "", EMPTY, EMPTY, {}, 0, "EE000000000000000000"}),
-    Support::CASE_NAME);
-
-TEST_F(Loopback, ALineThatGoesAwayInTheMiddleEndsTheTest)
-{
-    std::thread station([&] {
-        EXPECT_EQ(m_pty.Read(10).size(), 10U);
-        m_pty.Close();
-    });
-    EXPECT_EQ(Test("0123456789"), 3);
-    station.join();
-    EXPECT_EQ(m_check.IsOpen(), -1);
-    EXPECT_EQ(TakeTexts("CUARTTest").at(0), "[D] TestTXD nBytes = 10\n");
 }
 
 TEST_F(Loopback, ADrainEndsAfterAHundredFailedReadsInARow)
@@ -191,6 +174,7 @@ TEST_F(Loopback, ADrainEndsAfterAHundredFailedReadsInARow)
     unsigned char block[10] = {};
     ASSERT_EQ(Open(), 0);
     Receive(ToBytes("z"));
+    const Support::Steps steps;
     Sim::Inject(Fault::Fails("read", EIO).Times(99));
     Sim::Inject(Fault::Limits("read", 1));
     Sim::Inject(Fault::Fails("read", EIO).Times(99));
@@ -201,64 +185,54 @@ TEST_F(Loopback, ADrainEndsAfterAHundredFailedReadsInARow)
     EXPECT_EQ(TakeTexts("CUARTTest"), Texts{"[E] [UART] Read Error!\n"});
 }
 
-class Monitor : public Loopback {
-protected:
-    void SetUp() override
-    {
-        Loopback::SetUp();
-        ASSERT_EQ(Open(), 0);
-    }
+using Monitor = Loopback;
 
-    /// Adds the lines since the last call to those of their logger; true when `line` is among them.
-    bool IsLogged(const std::string& identity, const std::string& line)
-    {
-        for (const Sim::LogLine& logged : Sim::TakeLog()) {
-            m_lines[logged.identity].push_back(logged.text);
-        }
-        const Texts& lines = m_lines[identity];
-        return std::find(lines.begin(), lines.end(), line) != lines.end();
-    }
-
-    std::map<std::string, Texts> m_lines;
-};
-
-TEST_F(Monitor, LogsABlockUnderItsOwnNameWithTheFirstByteTwice)
+/// Waits until `identity` has logged the line; adds what is logged to `lines`, by identity.
+void Await(std::map<std::string, Texts>& lines, const std::string& identity, const std::string& line)
 {
-    Receive({0x41, 0x42, 0x43});
-    Sim::Inject(Fault::Returns("read", 0));  // the drain finds nothing, so that the thread reads the bytes itself
-    ASSERT_EQ(m_check.start(), 0);
-    EXPECT_TRUE(WaitFor([&] { return IsLogged("[CUARTTest-Thread]", "[D] TestRXD nBytes = [41][41]\n"); }));
-    EXPECT_EQ(m_check.stop(), 0);
-    EXPECT_EQ(m_lines["[CUARTTest-Thread]"],
-              (Texts{"[D] thread start\n", "[D] TestRXD nBytes = 3\n", "[D] TestRXD nBytes = [41][41]\n"}));
-    EXPECT_EQ(m_lines["[CUARTTest]"].at(0), "[D] TestRXD total = 0\n");
-    EXPECT_EQ(m_check.IsOpen(), 0) << "the port stays open";
+    const Texts& own = lines[identity];
+    EXPECT_TRUE(WaitFor([&] {
+        for (const Sim::LogLine& logged : Sim::TakeLog()) {
+            lines[logged.identity].push_back(logged.text);
+        }
+        return std::find(own.begin(), own.end(), line) != own.end();
+    })) << line;
 }
 
-TEST_F(Monitor, DrainsUnderTheNameOfItsObjectAndStartsAgain)
+TEST_F(Monitor, LogsABlockUnderItsOwnNameAndDrainsUnderThatOfItsObject)
 {
-    for (int i = 0; i < 2; ++i) {
-        Receive({0x41, 0x42});
-        Sim::TakeLog();
-        m_lines.clear();
+    ASSERT_EQ(Open(), 0);
+    for (int i = 0; i < 2; ++i) {  // it can be started again
+        std::map<std::string, Texts> lines;
+        Receive(ToBytes("ABCDEFGHIJK"));
+        Sim::Inject(Fault::Returns("read", 0));  // the drain finds nothing, so that the thread reads the bytes itself
         ASSERT_EQ(m_check.start(), 0);
-        EXPECT_TRUE(WaitFor([&] { return IsLogged("[CUARTTest]", "[D] TestRXD total = 0\n"); }));
+        Await(lines, "[CUARTTest-Thread]", "[D] TestRXD nBytes = [4B][4B]\n");
         EXPECT_EQ(m_check.stop(), 0);
-        Texts lines = m_lines["[CUARTTest]"];
-        lines.resize(3);
-        EXPECT_EQ(lines, (Texts{"[D] TestRXD total = 2\n", "[D] TestRXD = [41]\n", "[D] TestRXD = [42]\n"}));
-        EXPECT_EQ(m_lines["[CUARTTest-Thread]"], Texts{"[D] thread start\n"});
+        Sim::TakeLog();
+        EXPECT_EQ(lines["[CUARTTest-Thread]"],
+                  (Texts{"[D] thread start\n", "[D] TestRXD nBytes = 10\n", "[D] TestRXD nBytes = [41][41]\n",
+                         "[D] TestRXD nBytes = 1\n", "[D] TestRXD nBytes = [4B][4B]\n"}));
+        EXPECT_EQ(lines["[CUARTTest]"].at(0), "[D] TestRXD total = 0\n");
+        EXPECT_EQ(m_check.IsOpen(), 0) << "the port stays open";
+
+        Receive({0x44});
+        ASSERT_EQ(m_check.start(), 0);
+        Await(lines, "[CUARTTest]", "[D] TestRXD = [44]\n");
+        EXPECT_EQ(m_check.stop(), 0);
     }
 }
 
 TEST_F(Monitor, EndsWhenTheLineIsGoneOrNeverReads)
 {
+    ASSERT_EQ(Open(), 0);
     ASSERT_EQ(m_check.start(), 0);
     m_pty.Close();
     EXPECT_EQ(m_check.stop(), 0);
     Sim::Inject(Fault::Fails("read", EIO).Times(1'000'000));
     ASSERT_EQ(m_check.start(), 0);
-    EXPECT_TRUE(WaitFor([&] { return IsLogged("[CUARTTest]", "[E] [UART] Read Error!\n"); }));
+    std::map<std::string, Texts> lines;
+    Await(lines, "[CUARTTest]", "[E] [UART] Read Error!\n");
     EXPECT_EQ(m_check.stop(), 0);
 }
 
