@@ -57,7 +57,8 @@ void CloseLog();
 
 // Setting the board up for a program of the launcher's.
 
-/// What is written to the root file system's /mnt/usb/ and to the disk goes to folders in this one.
+/// From now on the files below /mnt/usb/ are in this folder: in usb/ while a disk is mounted there, else in
+/// root/mnt/usb/.
 void UseFolder(const std::string& folder);
 /// From now on the line settings that are applied to "/dev/ttyS0" are in a file, such as "115200 8N1" or
 /// "9600 7E2 rts/cts".

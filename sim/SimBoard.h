@@ -47,15 +47,14 @@ void LogToFile(const std::string& path);
 
 // Faults.
 
-/// The libc functions that know faults and are recorded. 64-bit and checked variants count as the function itself,
-/// umount as umount2. Of a file that was opened with fopen while faults are injected or calls recorded, reading and
-/// writing show as read and write.
+/// The libc functions that can be made to fail, and are recorded. 64-bit and checked variants count as the function
+/// itself, umount as umount2. A file that is opened with fopen meanwhile is read and written with read and write.
 inline constexpr const char* CALLS[] = {"open",    "close",    "read",    "write",        "lseek",
                                         "ioctl",   "mmap",     "munmap",  "select",       "tcsetattr",
                                         "tcflush", "mount",    "umount2", "socket",       "setsockopt",
                                         "sendto",  "recvfrom", "fopen",   "settimeofday", "pthread_create"};
 
-/// What becomes of calls of a libc function: they are not carried out, or only in part.
+/// A fault of a libc function: its calls are not carried out, or only in part.
 struct Fault {
     std::string call;                  ///< one of CALLS
     long result = -1;                  ///< what the call returns
@@ -78,7 +77,7 @@ void Inject(const Fault& fault);
 
 // Calls.
 
-/// One call of a function that knows faults.
+/// One call of one of CALLS.
 struct Call {
     std::string name;
     int fd;  ///< the descriptor it was given; -1 when it takes none, for select the number of descriptors looked at
@@ -128,7 +127,7 @@ private:
     std::unique_ptr<class PseudoTerminal> m_line;
 };
 
-/// Has the program open `to` whenever it opens `path`, or, when `path` ends in "/", a file below it.
+/// From now on the program opens `to` when it opens `path`. A `path` that ends in "/" stands for all files below it.
 void Redirect(const std::string& path, const std::string& to);
 
 // The board's devices: there from PowerOn to Reset.

@@ -65,7 +65,8 @@ char* realpath(const char* path, char* resolved) noexcept
         return nullptr;
     }
     const std::string normal = std::filesystem::path(target).lexically_normal();
-    return resolved == nullptr ? strdup(normal.c_str()) : strcpy(resolved, normal.c_str());
+    return resolved == nullptr ? strdup(normal.c_str())
+                               : static_cast<char*>(std::memcpy(resolved, normal.c_str(), normal.size() + 1));
 }
 
 char* __realpath_chk(const char* path, char* resolved, size_t /*room*/)

@@ -15,8 +15,8 @@ namespace {
 
 using OpenStream = std::FILE*(const char*, const char*);
 
-// A stream of the C library's own reads and writes past the entry points that know faults. These are its operations
-// where it must not; the cookie is the descriptor.
+// A stream of the C library reads and writes without our entry points for that. Where they have to see it, the stream
+// gets these operations, whose cookie is the descriptor.
 
 int Descriptor(void* cookie)
 {
