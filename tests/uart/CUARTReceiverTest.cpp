@@ -24,8 +24,8 @@ using Support::TakeTexts;
 using Support::Texts;
 using Support::WaitFor;
 
-/// What happens when `select` has returned, on the thread that called it.
-std::function<void()> afterSelect;
+/// What happens when `select` has returned, on the thread that called it, with the timeout it was given.
+std::function<void(const timeval&)> afterSelect;
 
 /// What `Run` returned last.
 std::atomic<int> runResult;
@@ -166,7 +166,11 @@ TEST_F(Receiver, ReadsAfterAPauseInChunksUntilTheCountIsReached)
 TEST_F(Receiver, ReadsNothingWhenItIsStoppedDuringTheWait)
 {
     m_pty.Write(Frame(1, 2));
-    afterSelect = [receiver = m_receiver.get()] { receiver->Stop(); };
+    afterSelect = [receiver = m_receiver.get()](const timeval& timeout) {
+        EXPECT_EQ(timeout.tv_sec, 0) << "a stop is noticed within 300 ms";
+        EXPECT_EQ(timeout.tv_usec, 300000);
+        receiver->Stop();
+    };
     const Sim::Recording recording;
     ASSERT_EQ(m_receiver->Start(m_fd), 0);
     ASSERT_TRUE(WaitFor([this] { return m_receiver->IsStop(); }));
@@ -242,9 +246,10 @@ extern "C" __attribute__((visibility("default"))) int select(int count, fd_set* 
                                                              fd_set* exceptional, timeval* timeout)
 {
     static const auto next = reinterpret_cast<decltype(&select)>(dlsym(RTLD_NEXT, "select"));
+    const timeval asked = *timeout;
     const int result = next(count, readable, writable, exceptional, timeout);
     if (afterSelect) {
-        afterSelect();
+        afterSelect(asked);
     }
     return result;
 }
