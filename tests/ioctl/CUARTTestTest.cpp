@@ -216,10 +216,13 @@ TEST_F(Monitor, LogsABlockUnderItsOwnNameAndDrainsUnderThatOfItsObject)
         EXPECT_EQ(lines["[CUARTTest]"].at(0), "[D] TestRXD total = 0\n");
         EXPECT_EQ(m_check.IsOpen(), 0) << "the port stays open";
 
+        std::map<std::string, Texts> drained;
         Receive({0x44});
         ASSERT_EQ(m_check.start(), 0);
-        Await(lines, "[CUARTTest]", "[D] TestRXD = [44]\n");
+        Await(drained, "[CUARTTest]", "[D] TestRXD total = 0\n");  // by the next drain
         EXPECT_EQ(m_check.stop(), 0);
+        EXPECT_EQ(drained["[CUARTTest]"].at(1), "[D] TestRXD = [44]\n");
+        Sim::TakeLog();
     }
 }
 
