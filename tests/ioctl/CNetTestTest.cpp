@@ -63,7 +63,8 @@ TEST_F(Net, SendsOneEchoRequestAndWaitsForTheAnswer)
     request[2] = static_cast<unsigned char>(checksum >> 8);
     request[3] = static_cast<unsigned char>(checksum);
     EXPECT_EQ(Sim::Datagrams()[0].message, request);
-    EXPECT_EQ(std::pair(g_timeout.tv_sec, g_timeout.tv_usec), (std::pair<time_t, suseconds_t>(1, 500'000)));
+    EXPECT_EQ(g_timeout.tv_sec, 1);
+    EXPECT_EQ(g_timeout.tv_usec, 500'000);
     const Texts lines = {"[D] [PingTest] IP : 192.0.2.1",
                          "[D] [icmp_checksum] check answer : " + std::to_string(request[2] | request[3] << 8),
                          "[D] [ping] Send To",
