@@ -322,6 +322,8 @@ TEST_F(TestApp, OpensItsPortAgainWhenTheLineIsBack)
         adapter.Unplug();
         ASSERT_TRUE(Support::WaitFor([&] { return Count(Output(), "is gone\n") == round; })) << Output();
         ASSERT_TRUE(Support::WaitFor([&] { return Count(m_board->Log(), "Port Close") == round; }));
+        // An adapter that is held open comes back under another name.
+        ASSERT_TRUE(Support::WaitFor([&] { return Support::OpenDescriptors(pid).size() == descriptors - 2; }));
         const std::string log = m_board->Log();
         adapter.PlugIn();
         ASSERT_TRUE(Support::WaitFor([&] { return Count(Output(), "is back\n") == round; })) << Output();
