@@ -9,6 +9,7 @@
 #include <memory>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <tslib.h>
 
@@ -205,6 +206,8 @@ TEST_F(Touching, AReadErrorKeepsTheEarlierPointsOfTheRunAndTheLaterOfAnEarlierRu
     const Support::Steps steps;
     TouchAt({{1, 1}, {2, 2}, {3, 3}, {4, 4}, {5, 5}});
     EXPECT_EQ(Start(WHOLE), 0);
+    const std::string opened = "open /dev/input/event7 " + std::to_string(O_RDWR);
+    EXPECT_THAT(steps.Taken(), testing::Contains(opened)) << "reads are to wait for a touch";
     TouchAt({{10, 1}, {20, 2}});
     int reads = 0;
     g_answerRead = [&] { return reads++ < 4 ? std::nullopt : std::optional(-1); };
