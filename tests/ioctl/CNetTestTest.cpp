@@ -26,8 +26,9 @@ timeval g_timeout;  // of the last socket
 extern "C" __attribute__((visibility("default"))) int setsockopt(int fd, int level, int option, const void* value,
                                                                  socklen_t size) noexcept
 {
-    static auto* const next =
-        reinterpret_cast<int (*)(int, int, int, const void*, socklen_t)>(dlsym(RTLD_NEXT, "setsockopt"));
+    // Where a time has 32 bits by default, this is the C library's other function, for 64 bits.
+    constexpr auto NAME = sizeof(long) == sizeof(timeval::tv_sec) ? "setsockopt" : "__setsockopt64";
+    static auto* const next = reinterpret_cast<int (*)(int, int, int, const void*, socklen_t)>(dlsym(RTLD_NEXT, NAME));
     if (level != SOL_SOCKET || option != SO_RCVTIMEO || size != sizeof g_timeout) {
         return next(fd, level, option, value, size);
     }
