@@ -245,7 +245,9 @@ TEST_F(Receiver, NoSignalHandlerRunsOnItsThread)
 extern "C" __attribute__((visibility("default"))) int select(int count, fd_set* readable, fd_set* writable,
                                                              fd_set* exceptional, timeval* timeout)
 {
-    static const auto next = reinterpret_cast<decltype(&select)>(dlsym(RTLD_NEXT, "select"));
+    // Where a time has 32 bits by default, this is the C library's other function, for 64 bits.
+    constexpr auto NAME = sizeof(long) == sizeof(timeval::tv_sec) ? "select" : "__select64";
+    static const auto next = reinterpret_cast<decltype(&select)>(dlsym(RTLD_NEXT, NAME));
     const timeval asked = *timeout;
     const int result = next(count, readable, writable, exceptional, timeout);
     if (afterSelect) {
