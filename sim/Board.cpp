@@ -2,9 +2,12 @@
 #include "sim/Board.h"
 
 #include <array>
+#include <cstdio>
 #include <map>
 #include <mutex>
 #include <stdexcept>
+
+#include <fcntl.h>
 
 #include "sim/Real.h"
 #include "sim/SimBoard.h"
@@ -23,11 +26,19 @@ std::atomic<bool> g_isOn = false;
 // Whose descriptors are. No lock: every read of the program looks here, also in a child that it has forked.
 std::array<std::atomic<Device*>, 65536> g_owners = {};
 
+std::mutex g_metersMutex;
+
+std::string& TheMeters()
+{
+    static auto& folder = *new std::string;  // calls arrive until the process has ended
+    return folder;
+}
+
 std::mutex g_redirectionsMutex;
 
 std::map<std::string, std::string>& TheRedirections()
 {
-    static auto& redirections = *new std::map<std::string, std::string>;  // calls arrive until the process has ended
+    static auto& redirections = *new std::map<std::string, std::string>;  // as above
     return redirections;
 }
 
@@ -142,6 +153,28 @@ void Forget(int fd)
     if (Device* const device = FindDevice(fd)) {
         device->Close(fd);
         *Owner(fd) = nullptr;
+    }
+}
+
+void MetersTo(const std::string& folder)
+{
+    const std::lock_guard lock(g_metersMutex);
+    TheMeters() = folder;
+}
+
+void Meter(const std::string& name, const std::string& reading)
+{
+    const std::lock_guard lock(g_metersMutex);
+    if (TheMeters().empty()) {
+        return;
+    }
+    const std::string text = reading + "\n";
+    const int fd = Real::Open(TheMeters() + '/' + name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0 || Real::Write(fd, text.data(), text.size()) < 0) {
+        std::fprintf(stderr, "simboard: cannot write %s/%s\n", TheMeters().c_str(), name.c_str());
+    }
+    if (fd >= 0) {
+        Real::Close(fd);
     }
 }
 

@@ -63,6 +63,10 @@ void UseFolder(const std::string& folder);
 /// From now on the line settings that are applied to "/dev/ttyS0" are in a file, such as "115200 8N1" or
 /// "9600 7E2 rts/cts".
 void LineToFile(const std::string& path);
+/// What instruments at the board would measure is from now on in files of a folder.
+void MetersTo(const std::string& folder);
+/// An instrument of that name now measures this; nothing happens while there is no folder.
+void Meter(const std::string& name, const std::string& reading);
 /// From now on the pixels are in a file that an earlier process made, 4 bytes for each.
 void UseScreenFile(const std::string& path, int width, int height);
 

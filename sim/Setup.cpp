@@ -52,6 +52,7 @@ void SetUpFromEnvironment()
     Sim::PowerOn();
     Sim::UseRealNetwork();
     Sim::UseFolder(folder);
+    Sim::MetersTo(folder + "/meters");
     Sim::UseScreenFile(folder + "/screen", std::stoi(Variable("SIMBOARD_WIDTH")),
                        std::stoi(Variable("SIMBOARD_HEIGHT")));
     Sim::UseOperator();

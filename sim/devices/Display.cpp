@@ -141,6 +141,7 @@ int Framebuffer::SetBrightness(std::int32_t level)
         return -EINVAL;
     }
     m_state.brightness = level;
+    Meter("brightness", std::to_string(level));
     return 0;
 }
 

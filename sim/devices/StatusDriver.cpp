@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <mutex>
 
+#include "sim/Board.h"
 #include "sim/Device.h"
 #include "sim/SimBoard.h"
 
@@ -34,10 +35,11 @@ private:
     [[nodiscard]] std::array<unsigned char, 2> Inputs() const;
 
     DeviceFault m_refuses{*this, "status-refuses",
-                          "the status driver refuses every request: the inputs read 0, no other check can tell"};
+                          "the status driver refuses every request: the inputs and the version bits read 0"};
     DeviceFault m_stuck{*this, "inputs-stuck", "all inputs read 0"};
     DeviceFault m_open{*this, "input-open", "input 0 is not connected and reads 0"};
-    DeviceFault m_pwmRefused{*this, "pwm-refused", "the status driver refuses the PWM setting: no check can tell"};
+    DeviceFault m_pwmRefused{*this, "pwm-refused",
+                             "the status driver refuses the PWM setting: only an instrument can tell"};
 
     std::mutex m_mutex;
     State m_state;
@@ -61,6 +63,7 @@ std::optional<int> Driver::Request(unsigned long request, void* argument)
     }
     case PWM:
         m_state.pwm = record[0];
+        Meter("pwm", std::to_string(m_state.pwm));
         return 0;
     case HW_VERSION:
         std::copy(m_state.version.begin(), m_state.version.end(), record);

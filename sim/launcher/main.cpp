@@ -95,18 +95,29 @@ void PrepareScreen(const Options& options)
     setenv("SIMBOARD_HEIGHT", std::to_string(height).c_str(), 1);
 }
 
+/// What instruments at the board measure after power-on.
+void PrepareMeters(const Options& options)
+{
+    const fs::path folder = fs::path(options.folder) / "meters";
+    fs::create_directory(folder);
+    std::ofstream(folder / "pwm") << "0\n";
+    std::ofstream(folder / "brightness") << "100\n";
+    std::ofstream(folder / "screen") << options.screen.first << ' ' << options.screen.second << '\n';
+}
+
 /// Empties the folder of what an earlier run left, and has the loader put the simulated board under the program. The
 /// serial line is made here, so that programs that the program becomes or starts are on the same one.
 void Prepare(const Options& options)
 {
     const fs::path folder = fs::absolute(options.folder);
     Take(folder);
-    for (const char* const name : {"screen", "syslog", "ttyS0", "ttyS0.settings", "usb", "root"}) {
+    for (const char* const name : {"screen", "syslog", "ttyS0", "ttyS0.settings", "usb", "root", "meters"}) {
         fs::remove_all(folder / name);
     }
     fs::create_directory(folder / "usb");
     fs::create_directories(folder / "root/mnt/usb");
     PrepareScreen(options);
+    PrepareMeters(options);
 
     static const Sim::SerialPort line("/dev/ttyS0");
     fs::create_symlink(line.StationPath(), folder / "ttyS0");
@@ -192,15 +203,17 @@ void Define(CLI::App& app, Options& options)
         ->type_name("FILE.png");
     app.add_option("command", options.command, "The program and its arguments, after --")->type_name("PROGRAM");
     app.positionals_at_end();
-    app.footer("Files in DIR:\n"
-               "  screen          the display: 4 bytes for each pixel (blue, green, red, unused), row by row\n"
-               "  ttyS0           the station's end of the board's /dev/ttyS0\n"
-               "  ttyS0.settings  the line settings last applied to it, such as 115200 8N1\n"
-               "  syslog          the board's system log\n"
-               "  usb/            the files on the USB disk\n"
-               "  root/mnt/usb/   the files that were left in /mnt/usb/ while no disk was mounted there\n"
-               "Exit codes: those of the program; 2 wrong options or no screenshot, 126 or 127 the program cannot be\n"
-               "run. With --screenshot 128 and the number of the signal that ended the program.");
+    app.footer(
+        "Files in DIR:\n"
+        "  screen          the display: 4 bytes for each pixel (blue, green, red, unused), row by row\n"
+        "  ttyS0           the station's end of the board's /dev/ttyS0\n"
+        "  meters/  what instruments would measure: pwm, brightness (percent), screen (width and height in pixels)\n"
+        "  ttyS0.settings  the line settings last applied to it, such as 115200 8N1\n"
+        "  syslog          the board's system log\n"
+        "  usb/            the files on the USB disk\n"
+        "  root/mnt/usb/   the files that were left in /mnt/usb/ while no disk was mounted there\n"
+        "Exit codes: those of the program; 2 wrong options or no screenshot, 126 or 127 the program cannot be\n"
+        "run. With --screenshot 128 and the number of the signal that ended the program.");
 }
 
 }  // namespace

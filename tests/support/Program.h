@@ -66,7 +66,12 @@ public:
         }
     }
     [[nodiscard]] pid_t Pid() const { return m_pid; }
-    void Signal(int signal) const { kill(m_pid, signal); }
+    void Signal(int signal) const
+    {
+        if (m_pid > 0) {  // -1 would be every process
+            kill(m_pid, signal);
+        }
+    }
 
     /// Waits for the end; returns the exit code, or -1 after a signal.
     int Finish()
