@@ -1,13 +1,18 @@
 """The board as the demo and the tests use it: built, switched on, with the station's program at its line."""
 
+import os
 import subprocess
+import time
 from pathlib import Path
 
 from virtboard import image, kernel
+from virtboard.finger import Operator
 from virtboard.machine import Machine
+from virtboard.meter import Meter
 from virtboard.progress import step
 
 STATION = image.REPOSITORY / "build/dev/apps/station/station"
+PLAN = image.REPOSITORY / "apps/station/plans/demo.toml"
 PING_ADDRESS = "10.0.2.2"  # QEMU's own host on the user network
 
 
@@ -17,6 +22,24 @@ def switch_on(folder: Path, with_unit_tests: bool = False) -> Machine:
     folder.mkdir(parents=True, exist_ok=True)
     step("Booting the board")
     return Machine(kernel.image(), root_file_system, folder)
+
+
+def run_plan(machine: Machine, folder: Path, *arguments: str, **options) -> tuple[int, list[tuple[int, int]]]:
+    """Has the station carry the demo's plan out, with an operator and instruments at the board: its exit code, and where the
+    operator has touched the display."""
+    meter = Meter(machine, folder / "meter")
+    operator = Operator(machine)
+    environment = {**os.environ, "TESTMODE_METER": str(meter.path.resolve())}
+    try:
+        plan = station(machine, "run", "--plan", str(PLAN), "--set", f"host={PING_ADDRESS}", "--set", "interface=eth0", *arguments,
+                       env=environment, **options)
+        while plan.poll() is None:
+            meter.serve()
+            operator.look()
+            time.sleep(0.02)
+    finally:
+        meter.close()
+    return plan.returncode, operator.touched
 
 
 def station(machine: Machine, *arguments: str, **options) -> subprocess.Popen:

@@ -1,61 +1,37 @@
-// The test station's command-line program: options, signals and exit codes.
-#include <CLI/CLI.hpp>
+// The test station's program: what a person types becomes runs, records and exit codes.
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
-#include <cstdlib>
 #include <exception>
-#include <functional>
 #include <iomanip>
 #include <iostream>
-#include <limits>
+#include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "apps/station/BadFrames.h"
 #include "apps/station/Console.h"
-#include "apps/station/Plan.h"
-#include "apps/station/Report.h"
-#include "apps/station/Request.h"
-#include "apps/station/Runner.h"
+#include "apps/station/Options.h"
+#include "apps/station/Send.h"
+#include "apps/station/report/JUnit.h"
+#include "apps/station/report/Json.h"
+#include "apps/station/report/ReportFile.h"
+#include "apps/station/run/Runner.h"
 
 namespace {
 
 using namespace Station;
 
-constexpr int EXIT_COULD_NOT_RUN = 2;
-constexpr const char* FOOTER = "Exit codes:\n"
-                               "  0  every check passed or was skipped; send: the check passed\n"
-                               "  1  a check failed; send: the check did not pass\n"
-                               "  2  it could not run, or was interrupted: bad options, no port, file not writable";
+constexpr int COULD_NOT_RUN = 2;
 
 std::atomic<bool> g_stop{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
-
-struct Options {
-    std::string port;
-    LineSettings line;
-    int boardType = 1;
-    Policy policy;
-    std::optional<double> timeout;
-    bool hex = false;
-    std::string command;
-    std::vector<std::string> data;
-    PlanSettings settings;
-    std::string json;
-    std::string junit;
-    std::string unit;
-};
 
 /// Puts /dev/null where standard input, output or error is closed: the port would take its place, and what is printed
 /// would go to the board.
@@ -88,236 +64,181 @@ void CatchSignals()
     sigaction(SIGPIPE, &stop, nullptr);  // a reader of our output that ends must not cost the record
 }
 
-/// The reports are UTF-8; what they quote must be as well.
-std::string CheckUtf8(const std::string& text)
+/// Line settings and board type of the command line go before the plan's.
+void ReplaceLine(const Options& options, Plan& plan)
 {
-    try {
-        nlohmann::json(text).dump();
-        return {};
-    } catch (const nlohmann::json::exception&) {
-        return "the text is not UTF-8";
-    }
+    plan.line.speed = options.speed.value_or(plan.line.speed);
+    plan.line.dataBits = options.dataBits.value_or(plan.line.dataBits);
+    plan.line.stopBits = options.stopBits.value_or(plan.line.stopBits);
+    plan.line.parity = options.parity.value_or(plan.line.parity);
+    plan.line.flowControl = options.flowControl.value_or(plan.line.flowControl);
+    plan.boardType = static_cast<unsigned char>(options.boardType.value_or(plan.boardType));
 }
 
-/// A text that goes to the board: printable, and not longer than it takes.
-CLI::Validator BoardText(std::size_t most)
+RunOptions MakeRunOptions(const Options& options)
 {
-    return {[most](const std::string& text) -> std::string {
-                const bool good = !text.empty() && text.size() <= most &&
-                                  std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
-                return good ? "" : "must be 1 to " + std::to_string(most) + " printable ASCII characters";
-            },
-            ""};
-}
-
-std::string CheckAddress(const std::string& text)
-{
-    in_addr address{};
-    return inet_pton(AF_INET, text.c_str(), &address) == 1 ? "" : text + " is no IPv4 address";
-}
-
-void DefinePlan(CLI::App& run, PlanSettings& settings)
-{
-    run.add_option("--disk", settings.disk, "USB disk of the unit to mount")->check(CLI::Range(0, 2));
-    run.add_option("--file", settings.file, "File on the unit to write and read back, at most 24 characters")
-        ->check(BoardText(TEXT_LEN));
-    run.add_option("--ping", settings.ping, "IPv4 address for the unit to ping")->check(CheckAddress);
-    run.add_option("--interface", settings.interface, "Network interface of the unit that has an address")
-        ->check(BoardText(15));
-    constexpr int LEAST = 2 * TOUCH_MARGIN + TOUCH_IMAGE_SIZE;
-    constexpr int MOST = std::numeric_limits<std::int16_t>::max();  // of a coordinate in the reply
-    run.add_option_function<std::pair<int, int>>(
-           "--screen",
-           [&settings](const std::pair<int, int>& size) {
-               settings.screen = {size.first, size.second};
-           },
-           "Size of the unit's screen in pixels: where the targets of the touch test are")
-        ->type_name("WxH")
-        ->delimiter('x')
-        ->check(CLI::Range(LEAST, MOST))
-        ->default_str(std::to_string(settings.screen.width) + 'x' + std::to_string(settings.screen.height));
-    run.add_option("--tolerance", settings.tolerance, "Pixels from the middle of a target to where it is touched")
-        ->check(CLI::Range(0, 1000));
-    run.add_option("--view", settings.view, "Seconds that each picture is shown on the display, to be looked at")
-        ->check(CLI::Range(0.0, 3600.0));
-}
-
-void DefineOptions(CLI::App& app, Options& options)
-{
-    app.set_version_flag("--version", STATION_VERSION);
-    app.footer(FOOTER);
-    app.require_subcommand(1);
-    app.fallthrough();
-    app.option_defaults()->always_capture_default();
-    app.add_option("--port", options.port, "Serial port that the board is connected to")->check(CheckUtf8);
-    app.add_option("--baud", options.line.baud, "Speed in bit/s")
-        ->check(CLI::IsMember({9600, 19200, 38400, 57600, 115200}));
-    app.add_option("--data-bits", options.line.dataBits, "Data bits")->check(CLI::Range(5, 8));
-    app.add_option("--stop-bits", options.line.stopBits, "Stop bits")->check(CLI::Range(1, 2));
-    app.add_option("--parity", options.line.parity, "Parity")->check(CLI::IsMember({"none", "odd", "even"}));
-    app.add_option("--flow-control", options.line.flowControl, "Flow control")
-        ->check(CLI::IsMember({"none", "hardware"}));
-    app.add_option("--board-type", options.boardType, "Board type of the frames; boards accept 1, 3 and 5")
-        ->check(CLI::Range(0, 255));
-    app.add_option("--retries", options.policy.retries,
-                   "Repetitions after no answer, an error frame or a damaged reply")
-        ->check(CLI::Range(0, 100));
-    app.add_option("--timeout", options.timeout, "Seconds to wait for each reply, instead of each command's own")
-        ->check(CLI::Range(0.001, 86400.0));
-    app.add_flag("--hex", options.hex, "Show every frame: > sent, < received");
-
-    app.add_subcommand("list", "List the checks");
-    CLI::App* send = app.add_subcommand("send", "Send one command and show the reply in words");
-    send->add_option("COMMAND", options.command, "Name, with or without CMD_, or number")->required();
-    send->add_option("DATA", options.data,
-                     "Up to 26 bytes: numbers 0 to 255 (also 0x..), any other word and text:... as characters");
-    CLI::App* run = app.add_subcommand("run", "Carry out every check");
-    DefinePlan(*run, options.settings);
-    run->add_option("--json", options.json, "Write the record, with every frame, to this file");
-    run->add_option("--junit", options.junit, "Write the results as JUnit XML to this file");
-    run->add_option("--unit", options.unit, "Serial number of the unit, for the records")->check(CheckUtf8);
-    app.add_subcommand("bad-frames", "Send bad frames and check that each is answered with the error frame");
-}
-
-/// What single options cannot tell.
-void CheckOptions(const CLI::App& app, const Options& options)
-{
-    if (options.port.empty() && !app.got_subcommand("list")) {
-        throw CLI::RequiredError("--port");
-    }
-    if (options.timeout && !(*options.timeout > 0)) {
-        throw CLI::ValidationError("--timeout", "not a number");
-    }
-    if (!options.json.empty() && options.json == options.junit) {
-        throw CLI::ValidationError("--junit", "names the same file as --json");
-    }
-}
-
-int ExitCode(Result result)
-{
-    switch (result) {
-    case Result::Aborted:
-        return EXIT_COULD_NOT_RUN;
-    case Result::Fail:
-        return EXIT_FAILURE;
-    default:
-        return EXIT_SUCCESS;
-    }
-}
-
-int List()
-{
-    for (const Check& check : MakePlan({})) {
-        std::cout << std::setw(3) << +check.code << "  " << std::left << std::setw(27) << check.name << std::right
-                  << "  " << check.description << '\n';
-    }
-    return EXIT_SUCCESS;
-}
-
-/// Opens the port, carries the plan out and prints a line per step, and a summary if there are several.
-RunRecord Execute(const Options& options, Console& console, const std::function<std::vector<Step>(Link&)>& plan)
-{
-    RunRecord run;
+    RunOptions run;
     run.unit = options.unit;
     run.port = options.port;
-    run.line = options.line;
-    run.boardType = static_cast<unsigned char>(options.boardType);
-    run.start = run.end = std::chrono::system_clock::now();
-    try {
-        SerialPort port(options.port, options.line);
-        Link link(port, run.boardType, g_stop);
-        link.OnWait(
-            [&](Seconds waited, Seconds limit) { console.ShowProgress(run.checks.back().name, waited, limit); });
-        if (options.hex) {
-            link.OnTraffic([&console](const Traffic& entry) { console.Print(TrafficLine(entry)); });
-        }
-        RunSteps(link, plan(link), run, [&console](const CheckRecord& check) { console.Print(ResultLine(check)); });
-        if (run.planned > 1) {
-            console.Print(SummaryLine(run));
-        }
-    } catch (const PortError& error) {
-        run.abortReason = error.what();
-    }
-    if (!run.abortReason.empty()) {
-        console.Complain(run.abortReason);
+    run.people = options.people;
+    run.station = STATION_VERSION;
+    run.words = options.words;
+    run.only = options.only;
+    run.skip = options.skip;
+    run.retries = options.retries;
+    if (options.timeout) {
+        run.timeout = Seconds(*options.timeout);
     }
     return run;
 }
 
-/// Tells the person at the unit what to do, before the check that needs it.
-RunRecord ExecuteChecks(const Options& options, Console& console, const std::vector<Check>& plan)
+/// Blanks and line ends around a scanned number do not belong to it. What is left has to be what the plan asks for.
+std::string SerialNumber(const std::string& scanned, const Plan& plan)
 {
-    const auto ask = [&console](const Check& check) {
-        if (const char* const task = CommandTask(check.code)) {
-            console.Ask(task);
-        }
-    };
-    return Execute(options, console, [&](Link& link) { return PlanChecks(link, options.policy, plan, ask); });
-}
-
-int Send(const Options& options, Console& console)
-{
-    const std::vector<Check> plan = {PlainCheck(ParseCommand(options.command), ParseData(options.data))};
-    const RunRecord run = ExecuteChecks(options, console, plan);
-    const bool skipped = !run.checks.empty() && run.checks.front().result == Result::Skip;
-    return ExitCode(skipped ? Result::Fail : Overall(run));
-}
-
-bool WriteReport(const ReportFile& file, const std::string& content, Console& console)
-{
+    constexpr const char* BLANKS = " \t\r\n\v\f";
+    const std::size_t first = scanned.find_first_not_of(BLANKS);
+    std::string unit =
+        first == std::string::npos ? "" : scanned.substr(first, scanned.find_last_not_of(BLANKS) - first + 1);
+    if (plan.serialNumber && !std::regex_match(unit, *plan.serialNumber)) {
+        throw std::runtime_error(unit.empty() ? "the plan asks for the unit's serial number: give it with --unit"
+                                              : "'" + unit + "' is no serial number of this plan, which asks for " +
+                                                    plan.serialPattern);
+    }
     try {
-        file.Write(content);
-        return true;
-    } catch (const std::exception& error) {
-        console.Complain(error.what());
-        return false;
+        nlohmann::json(unit).dump();
+    } catch (const nlohmann::json::exception&) {
+        throw std::runtime_error("the serial number is not UTF-8");
+    }
+    return unit;
+}
+
+/// The names that --only and --skip take have to be names of the plan.
+void CheckNames(const std::vector<std::string>& chosen, const Plan& plan)
+{
+    std::vector<std::string> names;
+    std::transform(plan.entries.begin(), plan.entries.end(), std::back_inserter(names),
+                   [](const Entry& entry) { return entry.name; });
+    for (const std::string& name : chosen) {
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
+            const auto nearest = Nearest(name, names);
+            throw std::runtime_error("the plan has no check '" + name + "'" +
+                                     (nearest ? ", did you mean '" + *nearest + "'?" : ""));
+        }
     }
 }
 
-int Run(const Options& options, Console& console)
+int ShowPlan(const Options& options)
 {
-    const ReportFile json(options.json);
-    const ReportFile junit(options.junit);
-    const std::vector<Check> plan = MakePlan(options.settings);
-    const RunRecord run = ExecuteChecks(options, console, plan);
-    const bool jsonWritten = WriteReport(json, ToJson(run), console);
-    const bool junitWritten = WriteReport(junit, ToJUnit(run), console);
-    return ExitCode(jsonWritten && junitWritten ? Overall(run) : Result::Aborted);
+    if (options.plan.empty() && options.settings.empty()) {
+        std::cout << BuiltInPlan();
+        return 0;
+    }
+    const Plan plan = ReadPlan(options.plan, options.settings);
+    std::cout << plan.name << (plan.version.empty() ? "" : ", version " + plan.version) << ": " << plan.entries.size()
+              << " checks\n";
+    for (const Entry& entry : plan.entries) {
+        std::cout << "  " << std::left << std::setw(24) << entry.name << "  " << entry.check->Description()
+                  << (entry.isOptional ? " (optional)" : "") << '\n';
+        if (!entry.ask.empty()) {
+            std::cout << std::string(28, ' ') << "Asks: " << entry.ask << '\n';
+        }
+    }
+    for (const std::string& remark : Remarks(plan)) {
+        std::cout << "Note: " << remark << '\n';
+    }
+    return 0;
 }
 
-int Dispatch(const CLI::App& app, const Options& options, Console& console)
+int RunOnce(const Options& options, const Plan& plan, const RunOptions& runOptions, Console& console)
 {
-    if (app.got_subcommand("list")) {
-        return List();
+    ReportFile json(options.json, options.mayOverwrite);
+    ReportFile junit(options.junit, options.mayOverwrite);
+    const RunRecord run = Runner(plan, runOptions, console, console, g_stop).Run();
+    bool isWritten = true;
+    for (const auto& [file, content] : {std::pair{&json, ToJson(run)}, {&junit, ToJUnit(run)}}) {
+        try {
+            file->Write(content);
+        } catch (const std::exception& error) {
+            console.Complain(error.what());
+            isWritten = false;
+        }
     }
-    if (app.got_subcommand("send")) {
-        return Send(options, console);
+    return isWritten ? ExitCode(run.verdict) : COULD_NOT_RUN;
+}
+
+int Run(const Options& options)
+{
+    Plan plan = ReadPlan(options.plan, options.settings);
+    ReplaceLine(options, plan);
+    CheckNames(options.only, plan);
+    CheckNames(options.skip, plan);
+    RunOptions runOptions = MakeRunOptions(options);
+    runOptions.unit = SerialNumber(options.unit, plan);
+    Console console(g_stop);
+    console.ShowFrames(options.showsFrames);
+
+    constexpr int WORSE[] = {0, 2, 3, 1};  // of the exit codes
+    int exitCode = 0;
+    int passed = 0;
+    int done = 0;
+    while (done < options.repeat && !g_stop && (exitCode == 0 || options.keepsGoing)) {
+        const int code = RunOnce(options, plan, runOptions, console);
+        exitCode = WORSE[code] > WORSE[exitCode] ? code : exitCode;
+        passed += code == 0 ? 1 : 0;
+        ++done;
     }
-    if (app.got_subcommand("run")) {
-        return Run(options, console);
+    if (options.repeat > 1) {
+        console.Print(std::to_string(passed) + " of " + std::to_string(done) + " runs passed, " +
+                      std::to_string(options.repeat) + " were asked for");
     }
-    return ExitCode(
-        Overall(Execute(options, console, [&](Link& link) { return PlanBadFrames(link, options.policy); })));
+    return exitCode;
+}
+
+/// One command by itself, which says nothing of a unit.
+int Send(const Options& options)
+{
+    const auto command = std::make_shared<SentCommand>(ParseCommand(options.command), ParseData(options.data));
+    Console console(g_stop);
+    console.ShowFrames(options.showsFrames);
+    Plan plan;
+    ReplaceLine(options, plan);
+    SerialPort port(options.port, plan.line);
+    Link link(port, plan.boardType, g_stop);
+    const std::string name = CommandName(*command->Code());
+    link.OnWait([&](Seconds waited, Seconds limit) { console.OnWait(name, waited, limit); });
+
+    UnitState state;
+    Transcript transcript;
+    transcript.OnEntry([&console](const Traffic& entry) { console.OnTraffic(entry); });
+    const std::map<std::string, std::string> environment;
+    const std::optional<Seconds> timeout = options.timeout ? std::optional(Seconds(*options.timeout)) : std::nullopt;
+    Bench bench = {link, console, state, transcript, environment, options.retries.value_or(1), timeout};
+    const Seconds start = link.Elapsed();
+    const Finding finding = command->CarryOut(bench);
+    CheckRecord record;
+    record.name = name;
+    record.result = finding.result;
+    record.message = finding.message;
+    record.duration = link.Elapsed() - start;
+    console.OnJudged({}, record);
+    if (finding.result == Result::Aborted) {
+        return COULD_NOT_RUN;
+    }
+    return finding.result == Result::Pass ? 0 : 1;
 }
 
 int Start(int argc, char** argv)
 {
-    Options options;
-    CLI::App app{"Test station: drives a board in test mode over a serial line."};
-    app.name("station");
-    DefineOptions(app, options);
-    try {
-        app.parse(argc, argv);
-        CheckOptions(app, options);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : EXIT_COULD_NOT_RUN;
-    }
-    if (options.timeout) {
-        options.policy.timeout = Seconds{*options.timeout};
-    }
+    const Options options = ParseOptions(argc, argv);
     CatchSignals();
-    Console console;
-    return Dispatch(app, options, console);
+    switch (options.action) {
+    case Options::Action::Plan:
+        return ShowPlan(options);
+    case Options::Action::Send:
+        return Send(options);
+    default:
+        return Run(options);
+    }
 }
 
 }  // namespace
@@ -327,8 +248,13 @@ int main(int argc, char** argv)
     try {
         FillStandardStreams();
         return Start(argc, argv);
+    } catch (const EndNow& end) {
+        return end.exitCode;
+    } catch (const PlanError& error) {
+        std::cerr << error.what() << '\n';
+        return COULD_NOT_RUN;
     } catch (const std::exception& error) {
         std::cerr << "station: " << error.what() << '\n';
-        return EXIT_COULD_NOT_RUN;
+        return COULD_NOT_RUN;
     }
 }

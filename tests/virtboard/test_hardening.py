@@ -5,7 +5,7 @@ import subprocess
 from support import BoardTest
 from virtboard import image
 
-FILES = ["libtestmode.so", "framework/ostrel/libOstrel.so", "apps/testapp/testapp", "apps/station/station"]
+FILES = ["libtestmode.so", "framework/ostrel/libOstrel.so", "apps/testapp/testapp"]
 
 
 class HardeningTest(BoardTest):

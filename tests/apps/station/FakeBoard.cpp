@@ -1,20 +1,16 @@
-// A board at the far end of a pseudo-terminal that answers as a test tells it to.
+// What the station's tests share.
 #include "FakeBoard.h"
+
+#include <cstdio>
+#include <fstream>
 
 #include <sys/ioctl.h>
 
+#include "apps/station/checks/ClockRecord.h"
+#include "tests/support/Program.h"
+
 using Station::Bytes;
 using Station::MakeFrame;
-
-Bytes TouchBytes(const Station::Points& points)
-{
-    Bytes bytes;
-    for (const int number : Station::ToNumbers(points)) {
-        bytes.push_back(static_cast<unsigned char>(number >> 8));
-        bytes.push_back(static_cast<unsigned char>(number));
-    }
-    return bytes;
-}
 
 FakeBoard::FakeBoard(Answer answer)
     : m_answer(std::move(answer)),
@@ -37,15 +33,8 @@ void FakeBoard::Reply(const Bytes& request, const Bytes& data) const
 
 void FakeBoard::ReplyTime(const Bytes& request, int later) const
 {
-    Bytes data = Station::ClockBytes(StationTime() + later);
+    Bytes data = Station::ToClockRecord(Station::LocalTime() + later);
     data.insert(data.begin(), 0);
-    Reply(request, data);
-}
-
-void FakeBoard::ReplyTouches(const Bytes& request, unsigned char status, const Station::Points& points) const
-{
-    Bytes data = TouchBytes(points);
-    data.insert(data.begin(), status);
     Reply(request, data);
 }
 
@@ -73,8 +62,15 @@ void FakeBoard::Healthy(FakeBoard& board, const Bytes& received)
         return board.Reply(received, {0});
     case UART::CMD_GPI_TEST:
         return board.Reply(received, {0, board.m_outputs[0], board.m_outputs[1]});
+    case UART::CMD_EXT_DEVICE_TEST: {
+        const std::string address = received[3] == Protocol::DEVICE_ADDRESS ? "192.168.1.10" : "";
+        Bytes data(1, 0);
+        data.insert(data.end(), address.begin(), address.end());
+        return board.Reply(received, data);
+    }
     case UART::CMD_TOUCH_TEST:
-        return board.ReplyTouches(received, 0, {{{50, 53}, {750, 50}, {750, 430}, {50, 430}, {400, 240}}});
+        return board.Reply(received,
+                           {0, 0, 50, 0, 53, 2, 0xEE, 0, 50, 2, 0xEE, 1, 0xAE, 0, 50, 1, 0xAE, 1, 0x90, 0, 240});
     case UART::CMD_RTC_TEST:
         return board.ReplyTime(received);
     case UART::CMD_ADC_IN_TEST:
@@ -87,6 +83,13 @@ void FakeBoard::Healthy(FakeBoard& board, const Bytes& received)
     }
 }
 
+FakeBoard::Answer FakeBoard::Replying(unsigned char command, Bytes data)
+{
+    return [command, data = std::move(data)](FakeBoard& board, const Bytes& received) {
+        received[2] == command ? board.Reply(received, data) : Healthy(board, received);
+    };
+}
+
 void FakeBoard::Serve()
 {
     constexpr std::chrono::milliseconds PAUSE{30};
@@ -97,4 +100,53 @@ void FakeBoard::Serve()
             m_answer(*this, {received.begin(), received.end()});
         }
     }
+}
+
+Station::Plan PlanOf(const std::string& toml, const Station::Overrides& settings)
+{
+    const std::string path = Support::TemporaryPath("plan.toml");
+    std::ofstream(path) << (toml.find("name = \"Test plan\"") == std::string::npos ? "name = \"Test plan\"\n" : "")
+                        << toml;
+    try {
+        Station::Plan plan = Station::ReadPlan(path, settings);
+        std::remove(path.c_str());
+        return plan;
+    } catch (const Station::PlanError& error) {
+        std::remove(path.c_str());
+        std::string text = error.what();
+        for (std::size_t at = text.find(path); at != std::string::npos; at = text.find(path)) {
+            text.replace(at, path.size(), "plan");
+        }
+        throw Station::PlanError(text);
+    }
+}
+
+Station::RunRecord RunPlan(const FakeBoard& board, const Station::Plan& plan, Station::RunOptions options,
+                           std::optional<bool> answer)
+{
+    static const std::atomic<bool> never{false};
+    FakeOperator people(answer);
+    Station::RecordSink sink;
+    options.port = board.Port();
+    return Station::Runner(plan, std::move(options), people, sink, never).Run();
+}
+
+Station::RunRecord RunPlan(FakeBoard::Answer answer, const std::string& toml, std::optional<bool> yes)
+{
+    const FakeBoard board(std::move(answer));
+    return RunPlan(board, PlanOf(toml), {}, yes);
+}
+
+std::string Told(const Station::CheckRecord& check)
+{
+    return std::string(Word(check.result)) + ": " + check.message;
+}
+
+std::vector<std::string> Told(const Station::RunRecord& run)
+{
+    std::vector<std::string> told;
+    for (const Station::CheckRecord& check : run.checks) {
+        told.push_back(Told(check));
+    }
+    return told;
 }

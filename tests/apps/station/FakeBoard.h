@@ -1,15 +1,14 @@
-// What the station's tests share: a board that answers as a test tells it to, and a station at the end of its line.
+// What the station's tests share: a board that answers as a test tells it to, and a plan carried out on it.
 #pragma once
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
-#include "apps/station/Runner.h"
+#include "apps/station/plan/PlanFile.h"
+#include "apps/station/run/Runner.h"
 #include "tests/support/Pty.h"
 
 /// Answers from its own thread. What arrives is taken as 31 bytes, or as less when a pause follows.
@@ -23,22 +22,24 @@ public:
     const std::string& Port() const { return m_pty.Path(); }
     /// How many chunks were received so far.
     int Received() const { return m_received; }
+    [[nodiscard]] bool IsOver() const { return m_stop; }
 
     void Send(const Station::Bytes& bytes) const { m_pty.Write({bytes.begin(), bytes.end()}); }
     /// Sends a reply with the command's own code.
     void Reply(const Station::Bytes& request, const Station::Bytes& data) const;
     /// Sends the station's local time, so many seconds later.
     void ReplyTime(const Station::Bytes& request, int later = 0) const;
-    void ReplyTouches(const Station::Bytes& request, unsigned char status, const Station::Points& points) const;
     /// Waits until the port holds this many bytes that nobody has read.
     void AwaitUnread(int count) const;
     /// Lets the line vanish; to be called by the answer.
     void HangUp() { m_pty.Close(); }
 
-    /// Answers like a healthy board of type 1: inputs are wired to outputs (at first 3F 00), its clock shows the
-    /// station's time, the targets of the touch test are touched within 3 pixels, and it has no check for ADC, speaker,
-    /// RAM and flash.
+    /// Answers like a healthy board of type 1: inputs are wired to outputs, its clock shows the station's time, the
+    /// targets of the touch test on a screen of 800 x 480 are touched within 3 pixels, eth0 has 192.168.1.10, and it
+    /// has no check for ADC, speaker, RAM and flash.
     static void Healthy(FakeBoard& board, const Station::Bytes& received);
+    /// Answers that command with these data bytes, and all others like a healthy board.
+    static Answer Replying(unsigned char command, Station::Bytes data);
 
 private:
     void Serve();
@@ -52,49 +53,34 @@ private:
     std::thread m_thread;
 };
 
-/// A station at the other end of a board's line.
-struct Bench {
-    explicit Bench(FakeBoard::Answer answer) : board(std::move(answer)), port(board.Port(), {}) {}
+/// A plan of that text: its head, "name" included, is added unless it has one.
+Station::Plan PlanOf(const std::string& toml, const Station::Overrides& settings = {});
 
-    Station::CheckRecord Check(unsigned char code = UART::CMD_GPI_TEST, Station::Seconds timeout = Station::Seconds{20})
+/// Somebody who answers every question like this, or nobody.
+class FakeOperator : public Station::Operator {
+public:
+    explicit FakeOperator(std::optional<bool> answer = std::nullopt) : m_answer(answer) {}
+    void Tell(const std::string& task) override { told.push_back(task); }
+    std::optional<bool> Ask(const std::string& question) override
     {
-        Station::CheckRecord record;
-        RunCheck(link, {1, timeout}, Station::PlainCheck(code, {}), record);
-        return record;
+        told.push_back(question);
+        return m_answer;
     }
 
-    Station::RunRecord Run(const Station::Policy& policy, const std::vector<Station::Check>& plan)
-    {
-        return Run(PlanChecks(link, policy, plan, [](const Station::Check&) {}));
-    }
+    std::vector<std::string> told;
 
-    Station::RunRecord Run(const std::vector<Station::Step>& steps)
-    {
-        Station::RunRecord run;
-        RunSteps(link, steps, run, [](const Station::CheckRecord&) {});
-        return run;
-    }
-
-    std::atomic<bool> stop{false};
-    FakeBoard board;
-    Station::SerialPort port;
-    Station::Link link{port, 1, stop};
+private:
+    std::optional<bool> m_answer;
 };
 
-/// Points as they stand in a reply, behind the status.
-Station::Bytes TouchBytes(const Station::Points& points);
+/// Carries a plan out on a board.
+Station::RunRecord RunPlan(const FakeBoard& board, const Station::Plan& plan, Station::RunOptions options = {},
+                           std::optional<bool> answer = std::nullopt);
 
-/// The station's local time, as the board counts.
-inline std::time_t StationTime()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    return timegm(localtime_r(&now, &local));
-}
+/// Of a run with a board that answers like this.
+Station::RunRecord RunPlan(FakeBoard::Answer answer, const std::string& toml, std::optional<bool> yes = std::nullopt);
 
-/// "PASS: inputs 3F 00"
-inline std::string Told(Station::Result result, const std::string& message)
-{
-    constexpr const char* WORDS[] = {"PASS: ", "FAIL: ", "SKIP: ", "ABORTED: "};
-    return WORDS[static_cast<int>(result)] + message;
-}
+/// "PASS: A5 3C, as driven"
+std::string Told(const Station::CheckRecord& check);
+/// Of each check.
+std::vector<std::string> Told(const Station::RunRecord& run);

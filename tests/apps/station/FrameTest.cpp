@@ -1,5 +1,5 @@
 // Finding replies among noise and damage.
-#include "apps/station/Frame.h"
+#include "apps/station/line/Frame.h"
 
 #include <gtest/gtest.h>
 

@@ -1,115 +1,130 @@
-// What a run sends, and what it expects of its checks together.
-#include "apps/station/Plan.h"
-
+// Plans: what is wrong with one is told with its place, and the ones that come with the station are right.
 #include <gmock/gmock.h>
 
 #include "FakeBoard.h"
+#include "apps/station/plan/Sha256.h"
 
 using namespace Station;
-using testing::ElementsAre;
-using testing::MatchesRegex;
-using testing::StartsWith;
+using testing::HasSubstr;
 
 namespace {
 
-/// What comes of those checks of a fresh plan whose names begin like this, carried out on a board.
-std::vector<std::string> Results(const std::string& start, FakeBoard::Answer answer, const PlanSettings& settings = {})
+/// What is said of a plan; nothing of a good one.
+std::string Problems(const std::string& toml, const Overrides& settings = {})
 {
-    std::vector<Check> plan = MakePlan(settings);
-    const auto others = [&start](const Check& check) { return check.name.compare(0, start.size(), start) != 0; };
-    plan.erase(std::remove_if(plan.begin(), plan.end(), others), plan.end());
-    Bench bench(std::move(answer));
-    std::vector<std::string> results;
-    for (const CheckRecord& check : bench.Run({0, Seconds{20}}, plan).checks) {
-        results.push_back(Told(check.result, check.message));
+    try {
+        PlanOf(toml, settings);
+        return "";
+    } catch (const PlanError& error) {
+        return error.what();
     }
-    return results;
 }
 
-/// A clock that shows so many seconds too much when it is read.
-FakeBoard::Answer WrongClock(int error)
+const std::string CHECK = "[[check]]\n";
+const std::string GOOD = "[[check]]\nkind = 'confirm'\n";
+
+struct Wrong {
+    std::string toml;  // behind the line of its name
+    const char* told;
+};
+
+class WrongPlan : public testing::TestWithParam<Wrong> {};
+
+TEST_P(WrongPlan, IsRefusedWithThePlaceAndWhatIsExpected)
 {
-    return
-        [error](FakeBoard& board, const Bytes& received) { board.ReplyTime(received, received[3] == 1 ? 0 : error); };
+    EXPECT_THAT(Problems(GetParam().toml), HasSubstr(GetParam().told)) << GetParam().toml;
 }
 
-TEST(PlanTest, InputsFollowThePatternAndItsInverse)
+std::string Command(const std::string& value)
 {
-    EXPECT_THAT(Results("CMD_GP", FakeBoard::Healthy),
-                ElementsAre("PASS: outputs set to A5 3C", "PASS: inputs A5 3C, as driven", "PASS: outputs set to 5A C3",
-                            "PASS: inputs 5A C3, as driven"));
-    const auto stuck = [](FakeBoard& board, const Bytes& received) { board.Reply(received, {0, 0xA5, 0xC3}); };
-    EXPECT_THAT(Results("CMD_GPI", stuck),
-                ElementsAre("FAIL: inputs A5 C3, expected A5 3C: check the wiring from outputs to inputs",
-                            "FAIL: inputs A5 C3, expected 5A C3: check the wiring from outputs to inputs"));
+    return CHECK + "kind = 'command'\ncode = 6\nvalues = [{ name = 'v', " + value + " }]";
 }
 
-TEST(PlanTest, TouchesThatAreOffTheTargetsOfTheScreenAreListed)
+INSTANTIATE_TEST_SUITE_P(
+    Problems, WrongPlan,
+    testing::Values(
+        Wrong{"[[check]\n", "plan:2:"}, Wrong{"a = 1\na = 2\n", "plan:3:"}, Wrong{"", "plan: the plan tests nothing"},
+        Wrong{CHECK + "kind = 'confirm'\noptional = true\n", "plan: the plan tests nothing"},
+        Wrong{"nmae = 'x'\n" + GOOD, "plan:2:1: unknown key 'nmae', did you mean 'name'?"},
+        Wrong{CHECK, "plan:2:1: 'check': 'kind' is missing"},
+        Wrong{CHECK + "kind = 'pnig'\n", "plan:3:8: 'kind': there is no kind 'pnig', did you mean 'ping'?"},
+        Wrong{CHECK + "kind = 5\n", "plan:3:8: 'kind': expected a text, found 5"},
+        Wrong{GOOD + "timeot = 1\n", "plan:4:1: unknown key 'timeot', did you mean 'timeout'?"},
+        Wrong{GOOD + "timeout = 0\n", "plan:4:11: 'timeout': expected at least 0.001"},
+        Wrong{GOOD + "timeout = 'long'\n", "'timeout': expected a number, found the text \"long\""},
+        Wrong{GOOD + "retries = 1.5\n", "'retries': expected a whole number from 0 to 100, found 1.5"},
+        Wrong{GOOD + "optional = 'no'\n", "'optional': expected true or false, found the text \"no\""},
+        Wrong{GOOD + "pause = -1\n", "'pause': expected at least 0"},
+        Wrong{GOOD + GOOD, "plan:4:1: a check of kind confirm: two checks are named 'confirm'"},
+        Wrong{CHECK + "kind = 'ping'\n", "'host' is missing: give it here, under [settings], or with --set host=VALUE"},
+        Wrong{CHECK + "kind = 'ping'\nhost = 'server'\n",
+              "plan:4:8: 'host': expected an IPv4 address such as 192.168.1.10, found the text \"server\""},
+        Wrong{"[settings]\nhost = 7\n" + CHECK + "kind = 'ping'\n", "plan:3:8: 'host': expected a text, found 7"},
+        Wrong{"[settings]\nhots = 'x'\n" + GOOD, "plan:3:1: unknown setting 'hots', did you mean 'host'?"},
+        Wrong{"serial_number = '['\n" + GOOD, "plan:2:17: 'serial_number': is no regular expression"},
+        Wrong{"board_type = 256\n" + GOOD, "'board_type': expected a whole number from 0 to 255, found 256"},
+        Wrong{"[line]\nspeed = 10000\n" + GOOD, "'speed': expected 9600, 19200, 38400, 57600 or 115200"},
+        Wrong{"[line]\nparity = 'mark'\n" + GOOD, "'parity': expected one of none, odd, even, found the text \"mark\""},
+        Wrong{CHECK + "kind = 'inputs'\n", "no check before it drives the outputs"},
+        Wrong{CHECK + "kind = 'inputs'\nexpect = [1]\n", "'expect': expected a list of 2 bytes, found 1"},
+        Wrong{CHECK + "kind = 'outputs'\npattern = [256]\n", "'pattern': expected numbers from 0 to 255, found 256"},
+        Wrong{CHECK + "kind = 'command'\ncode = 6\ndata = "
+                      "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27]\n",
+              "'data': expected a list of 0 to 26 bytes, found 27"},
+        Wrong{CHECK + "kind = 'command'\ncode = 'ADC_IN_TSET'\n", "did you mean CMD_ADC_IN_TEST?"},
+        Wrong{CHECK + "kind = 'command'\n", "'code' is missing"}, Wrong{Command("least = 1"), "'at' is missing"},
+        Wrong{Command("at = 24, type = 'u32'"), "the value reaches beyond data byte 25"},
+        Wrong{Command("at = 1, least = 2, most = 1"), "'least' is above 'most'"},
+        Wrong{Command("at = 1, type = 'u64'"), "expected one of u8, i8"},
+        Wrong{Command("at = 1, type = 'text', most = 1"), "a text has no 'least' or 'most'"},
+        Wrong{Command("at = 1, scal = 2"), "unknown key 'scal', did you mean 'scale'?"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '90x90'\n", "the targets do not fit"},
+        Wrong{CHECK + "kind = 'question'\n", "'ask' is missing"},
+        Wrong{CHECK + "kind = 'program'\n", "'command' is missing"},
+        Wrong{CHECK + "kind = 'address'\ninterface = 'eth0'\nnetwork = '10.0.0.0'\n", "expected a network such as"},
+        Wrong{"check = 5\n", "'check': expected a table, found 5"}));
+
+TEST(Plans, AllThatIsWrongIsToldAtOnceInTheOrderOfTheFile)
 {
-    PlanSettings settings;
-    settings.tolerance = 2;
-    EXPECT_THAT(
-        Results("CMD_TOUCH", FakeBoard::Healthy, settings),
-        ElementsAre("FAIL: top-left 50,53 expected 50,50: off by 3 px: check the touch panel's calibration, and "
-                    "--screen"));
-    settings.tolerance = 20;
-    settings.screen = {900, 480};
-    EXPECT_THAT(Results("CMD_TOUCH", FakeBoard::Healthy, settings),
-                ElementsAre(StartsWith("FAIL: top-right 750,50 expected 850,50: off by 100 px; bottom-right 750,430 "
-                                       "expected 850,430: off by 100 px; centre 400,240 expected 450,240: off by 50 "
-                                       "px: check")));
+    EXPECT_EQ(Problems("boot_timeout = -1\n" + CHECK + "kind = 'pwm'\nsetting = 4\n" + CHECK + "kind = 'pnig'\n"),
+              "plan:2:16: 'boot_timeout': expected at least 0\n"
+              "plan:5:11: 'setting': expected a whole number from 0 to 3, found 4\n"
+              "plan:7:8: 'kind': there is no kind 'pnig', did you mean 'ping'?");
+    EXPECT_EQ(Problems(CHECK + "kind = 'ping'\n", {{"host", "here"}, {"hots", "192.0.2.1"}}),
+              "plan: --set: there is no setting 'hots', did you mean 'host'?\n"
+              "plan: --set host: expected an IPv4 address such as 192.168.1.10, found the text \"here\"");
 }
 
-TEST(PlanTest, PicturesStayAsLongAsSomebodyLooksAtThem)
+TEST(Plans, SettingsAreSaidOnceAndReplaced)
 {
-    std::vector<std::pair<std::chrono::steady_clock::time_point, Bytes>> shown;
-    const auto healthy = [&shown](FakeBoard& board, const Bytes& received) {
-        shown.emplace_back(std::chrono::steady_clock::now(), Bytes{received[3], received[4]});
-        FakeBoard::Healthy(board, received);
+    const std::string toml = "[settings]\nhost = '192.0.2.1'\ndisk = 1\n" + CHECK + "kind = 'ping'\n" + CHECK +
+                             "kind = 'disk'\n" + CHECK + "kind = 'ping'\nname = 'other'\nhost = '192.0.2.9'\n";
+    const auto descriptions = [&](const Overrides& settings) {
+        std::vector<std::string> texts;
+        for (const Entry& entry : PlanOf(toml, settings).entries) {
+            texts.push_back(entry.check->Description());
+        }
+        return texts;
     };
-    PlanSettings settings;
-    settings.view = 0.2;
-    EXPECT_THAT(Results("CMD_LCD", healthy, settings),
-                ElementsAre("PASS: black", "PASS: white", "PASS: colour bars", "PASS: dimmed to 128 of 256",
-                            "PASS: brightness 100"));
-    ASSERT_EQ(shown.size(), 5U);
-    for (std::size_t i = 1; i < shown.size(); ++i) {
-        EXPECT_GE(shown[i].first - shown[i - 1].first, std::chrono::milliseconds(200)) << "picture " << i;
+    EXPECT_THAT(descriptions({}), testing::ElementsAre("Ping 192.0.2.1", "Mount USB disk 1", "Ping 192.0.2.9"));
+    EXPECT_THAT(descriptions({{"host", "192.0.2.2"}, {"disk", "2"}}),
+                testing::ElementsAre("Ping 192.0.2.2", "Mount USB disk 2", "Ping 192.0.2.9"));
+}
+
+TEST(Plans, ThoseThatComeWithTheStationAreRight)
+{
+    const Overrides settings = {{"host", "192.0.2.1"}, {"interface", "eth0"}};
+    const Plan builtIn = ReadPlan("", settings);
+    EXPECT_EQ(builtIn.entries.size(), 20U);
+    EXPECT_TRUE(Remarks(builtIn).empty());
+    EXPECT_EQ(builtIn.sha256.size(), 64U);
+    for (const char* const name : {"built-in", "demo", "no-display", "own-commands"}) {
+        const Plan plan = ReadPlan(std::string(PLANS) + name + ".toml", settings);
+        EXPECT_TRUE(Remarks(plan).empty()) << name;
     }
-    EXPECT_EQ(shown[3].second, (Bytes{3, 128}));
-    EXPECT_EQ(shown[4].second, (Bytes{4, 100}));
-}
-
-TEST(PlanTest, ClockIsSetToTheStationsTimeAndRunsOn)
-{
-    const std::time_t before = StationTime();
-    std::time_t set = 0;
-    const auto healthy = [&set](FakeBoard& board, const Bytes& received) {
-        set = received[3] == 1 ? CalendarTime(&received[4]) : set;
-        FakeBoard::Healthy(board, received);
-    };
-    const auto passes = MatchesRegex("PASS: 20..-..-.. ..:..:.. .*day");
-    EXPECT_THAT(Results("CMD_RTC", healthy), ElementsAre(passes, passes));
-    EXPECT_GE(set, before);
-    EXPECT_LE(set, StationTime());
-}
-
-TEST(PlanTest, ClockThatRunsOnToSomethingElseFails)
-{
-    const auto fails = MatchesRegex("FAIL: reads 20.* ..:..:.., expected 20.* ..:..:..: check the real-time clock's "
-                                    "oscillator and battery");
-    EXPECT_THAT(Results("CMD_RTC", WrongClock(60)), ElementsAre(StartsWith("PASS"), fails));
-    EXPECT_THAT(Results("CMD_RTC", WrongClock(-3)), ElementsAre(StartsWith("PASS"), fails));
-}
-
-TEST(PlanTest, NothingIsExpectedOfAClockThatDoesNotTakeATime)
-{
-    const auto fixed = [](FakeBoard& board, const Bytes& received) {
-        received[3] == 1 ? board.Reply(received, {1}) : board.ReplyTime(received, 60);
-    };
-    EXPECT_THAT(Results("CMD_RTC", fixed),
-                ElementsAre("FAIL: the real-time clock does not take the time: check /dev/rtc0 and its battery",
-                            StartsWith("PASS")));
+    EXPECT_EQ(Sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_THAT(Remarks(PlanOf(CHECK + "kind = 'pwm'\nsetting = 1\n")).at(0),
+                HasSubstr("pwm will count as not carried out"));
 }
 
 }  // namespace

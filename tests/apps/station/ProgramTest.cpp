@@ -1,138 +1,188 @@
-// The program as a script sees it: output, files and exit codes.
+// The program as a person and a script see it: output, files, questions and exit codes.
 #include "tests/support/Program.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include <gmock/gmock.h>
 
 #include "FakeBoard.h"
 #include "tests/support/SimulatedBoard.h"
+#include "tests/support/Terminal.h"
 
 using Station::Bytes;
 using Support::Content;
 using Support::Program;
-using Support::TemporaryPath;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
-std::vector<std::string> Command(const std::string& port, std::vector<std::string> arguments)
+using Words = std::vector<std::string>;
+
+class StationProgram : public testing::Test {
+protected:
+    void SetUp() override { std::filesystem::create_directory(m_folder); }
+    void TearDown() override { std::filesystem::remove_all(m_folder); }
+
+    [[nodiscard]] std::string File(const std::string& name) const { return m_folder + '/' + name; }
+    /// A plan file.
+    [[nodiscard]] std::string Plan(const std::string& toml) const
+    {
+        std::ofstream(File("plan.toml")) << "name = 'Short'\nversion = '7'\n" << toml;
+        return File("plan.toml");
+    }
+    /// Runs the program to its end and expects this exit code; returns what it printed.
+    static std::string Expect(int exitCode, Words words)
+    {
+        words.insert(words.begin(), STATION_PROGRAM);
+        Program program(words);
+        EXPECT_EQ(program.Finish(), exitCode) << program.Output();
+        return program.Output();
+    }
+    static std::string ExpectRun(int exitCode, const FakeBoard& board, const std::string& plan, const Words& more = {})
+    {
+        Words words = {"run", "--port", board.Port(), "--plan", plan};
+        words.insert(words.end(), more.begin(), more.end());
+        return Expect(exitCode, words);
+    }
+
+    std::string m_folder = Support::TemporaryPath("station");
+};
+
+const std::string SHORT = "[[check]]\nkind = 'confirm'\n[[check]]\nkind = 'version'\nhint = 'Look.'\n";
+
+TEST_F(StationProgram, TestsAUnitAndKeepsItsRecord)
 {
-    arguments.insert(arguments.begin(), {STATION_PROGRAM, "--port", port});
-    return arguments;
+    const FakeBoard board(FakeBoard::Healthy);
+    const std::string plan = Plan(SHORT + "serial_number = 'A-[0-9]+'\n");
+    std::ofstream(plan) << "name = 'Short'\nserial_number = 'A-[0-9]+'\n" << SHORT;
+    const std::string output = ExpectRun(
+        0, board, plan,
+        {"--unit", " A-17\r\n", "--operator", "<Ann> & \"Bob\"", "--json", File("a.json"), "--junit", File("a.xml")});
+    EXPECT_THAT(output, AllOf(HasSubstr("version                   PASS"),
+                              HasSubstr("\nPASS: 2 passed, 0 failed, 0 not carried out, 2 of 2 checks in ")));
+    const auto record = nlohmann::json::parse(Content(File("a.json")));
+    EXPECT_EQ(record["unit"], "A-17") << "what a scanner types around a number does not belong to it";
+    EXPECT_EQ(record["verdict"], "PASS");
+    EXPECT_EQ(record["checks"][1]["values"][0]["value"], "1 0 1");
+    EXPECT_THAT(Content(File("a.xml")),
+                AllOf(HasSubstr(R"(tests="2" failures="0" errors="0" skipped="0")"),
+                      HasSubstr(R"(name="unit" value="A-17")"), HasSubstr("&lt;Ann&gt; &amp; &quot;Bob&quot;")));
+    EXPECT_THAT(ExpectRun(2, board, plan, {"--unit", "A-17", "--json", File("a.json")}),
+                HasSubstr("it holds another run"));
+    ExpectRun(0, board, plan, {"--unit", "A-18", "--json", File("a.json"), "--overwrite"});
+    EXPECT_EQ(nlohmann::json::parse(Content(File("a.json")))["unit"], "A-18");
+    EXPECT_THAT(ExpectRun(2, board, plan), HasSubstr("the plan asks for the unit's serial number"));
+    EXPECT_THAT(ExpectRun(2, board, plan, {"--unit", "B-1"}), HasSubstr("'B-1' is no serial number of this plan"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 3)
+        << "plan, JSON and JUnit, nothing unfinished";
 }
 
-/// Runs the program to its end and expects this exit code; returns what it printed.
-std::string Expect(int exitCode, const std::string& port, const std::vector<std::string>& arguments)
+/// Python's own validators read the records, whatever their texts hold.
+TEST_F(StationProgram, RecordsAreValid)
 {
-    Program program(Command(port, arguments));
-    EXPECT_EQ(program.Finish(), exitCode) << program.Output();
-    return program.Output();
+    const FakeBoard board(FakeBoard::Replying(UART::CMD_READ_VERSION, {1}));
+    const std::string plan = Plan(SHORT);
+    ExpectRun(1, board, plan,
+              {"--unit", "\u00fc <&>\"' \x01 \u2028", "--json", File("a.json"), "--junit", File("a.xml")});
+    ExpectRun(3, board, plan, {"--only", "confirm", "--json", File("b.json"), "--junit", File("b.xml")});
+    Expect(2,
+           {"run", "--port", "/nonexistent/port", "--plan", plan, "--json", File("c.json"), "--junit", File("c.xml")});
+    const std::string check = "import sys, json, jsonschema, xml.etree.ElementTree as tree\n"
+                              "schema = json.load(open(sys.argv[1]))\n"
+                              "for name in 'abc':\n"
+                              "    jsonschema.validate(json.load(open(f'{sys.argv[2]}/{name}.json')), schema)\n"
+                              "    tree.parse(f'{sys.argv[2]}/{name}.xml')\n";
+    Program python({"/usr/bin/python3", "-c", check, RECORD_SCHEMA, m_folder});
+    EXPECT_EQ(python.Finish(), 0) << python.Output();
 }
 
-}  // namespace
-
-TEST(ProgramTest, RunOfHealthyBoardPassesItsTargetsAndWritesRecords)
+TEST_F(StationProgram, ExitCodesTellWhatBecameOfTheUnit)
 {
-    FakeBoard board(FakeBoard::Healthy);
-    const std::string json = TemporaryPath("record.json");
-    const std::string junit = TemporaryPath("record.xml");
-    const std::string file = "/tmp/" + std::string(19, 'f');
-    const std::string output =
-        Expect(0, board.Port(),
-               {"run", "--json", json, "--junit", junit, "--unit", "A-17", "--disk", "2", "--file", file, "--ping",
-                "192.0.2.1", "--interface", "eth0", "--screen", "806x480"});
-    EXPECT_THAT(output, testing::AllOf(HasSubstr("  1  CMD_READ_VERSION             PASS"),
-                                       HasSubstr("inputs 5A C3, as driven\n"), HasSubstr("disk 2 mounts\n"),
-                                       HasSubstr(file + " reads back"), HasSubstr("answer from 192.0.2.1\n"),
-                                       HasSubstr("eth0 has"), HasSubstr("5 points within 6 px\n"),
-                                       HasSubstr("\nPASS: 20 passed, 0 failed, 4 skipped, 24 of 24 checks in ")));
-    const nlohmann::json record = nlohmann::json::parse(Content(json));
-    EXPECT_EQ(record["unit"], "A-17");
-    EXPECT_EQ(record["checks"].size(), 24U);
-    EXPECT_EQ(record["checks"][3]["values"], nlohmann::json::parse(R"({"inputs": [165, 60], "expected": [165, 60]})"));
-    EXPECT_EQ(record["checks"][23]["values"], nlohmann::json::parse(R"({
-        "touches": [50, 53, 750, 50, 750, 430, 50, 430, 400, 240],
-        "expected": [50, 50, 756, 50, 756, 430, 50, 430, 403, 240]})"));
-    EXPECT_THAT(Content(junit), HasSubstr(R"(tests="24" failures="0" errors="0" skipped="4")"));
-    std::filesystem::remove(json);
-    std::filesystem::remove(junit);
+    const FakeBoard healthy(FakeBoard::Healthy);
+    const FakeBoard broken(FakeBoard::Replying(UART::CMD_READ_VERSION, {1}));
+    const std::string plan = Plan(SHORT);
+    EXPECT_THAT(ExpectRun(1, broken, plan), AllOf(HasSubstr("Hint: Look.\n"), HasSubstr("\nFAIL: 1 passed, 1 failed")));
+    EXPECT_THAT(ExpectRun(3, healthy, plan, {"--skip", "version"}), HasSubstr("PASSED, NOT COUNTED: 1 passed"));
+    EXPECT_THAT(ExpectRun(2, healthy, plan, {"--skip", "versoin"}), HasSubstr("did you mean 'version'?"));
+    EXPECT_THAT(ExpectRun(0, healthy, plan, {"--repeat", "3"}), HasSubstr("3 of 3 runs passed, 3 were asked for"));
+    EXPECT_THAT(ExpectRun(1, broken, plan, {"--repeat", "3"}), HasSubstr("0 of 1 runs passed, 3 were asked for"));
+    EXPECT_THAT(ExpectRun(1, broken, plan, {"--repeat", "3", "--keep-going"}), HasSubstr("0 of 3 runs passed"));
+    EXPECT_THAT(ExpectRun(2, healthy, Plan("[[check]]\nkind = 'pign'\n")),
+                HasSubstr("plan.toml:4:8: 'kind': there is no kind 'pign'"));
+    EXPECT_THAT(Expect(2, {"run", "--port", healthy.Port()}), HasSubstr("--set host=VALUE"));
 }
 
-TEST(ProgramTest, PersonAtATerminalIsToldWhatToDo)
+TEST_F(StationProgram, WhatWasTypedWrongIsNamedAndNothingIsSent)
 {
-    const std::string task = "Touch the five targets";
-    FakeBoard board(FakeBoard::Healthy);
-    const std::string command = std::string(STATION_PROGRAM) + " --port " + board.Port() + " send ";
-    Program atTerminal({"script", "-qec", command + "touch_test 30", "/dev/null"});
-    EXPECT_EQ(atTerminal.Finish(), 0);
-    EXPECT_THAT(atTerminal.Output(), testing::ContainsRegex(task + ".*\n.*10  CMD_TOUCH_TEST +PASS"));
-    Program another({"script", "-qec", command + "gpi_test", "/dev/null"});
-    EXPECT_EQ(another.Finish(), 0);
-    EXPECT_THAT(another.Output(), testing::Not(HasSubstr("Touch")));
-    EXPECT_THAT(Expect(0, board.Port(), {"send", "touch_test", "30"}), testing::Not(HasSubstr(task)));
-}
-
-TEST(ProgramTest, FailedCheckGivesExitCodeOne)
-{
-    FakeBoard board([](FakeBoard& self, const Bytes& received) {
-        received[2] == UART::CMD_RTC_TEST ? self.Reply(received, {1}) : FakeBoard::Healthy(self, received);
-    });
-    EXPECT_THAT(Expect(1, board.Port(), {"run"}), HasSubstr("\nFAIL: 18 passed, 2 failed, 4 skipped"));
-    EXPECT_THAT(Expect(0, board.Port(), {"bad-frames"}), HasSubstr("\nPASS: 5 passed"));
-    EXPECT_THAT(Expect(0, board.Port(), {"--hex", "send", "comm_test", "run", "0x31"}),
-                testing::AllOf(HasSubstr("> 5A 01 02 72 75 6E 31 00"), HasSubstr("< 5A 01 02 00")));
-    Expect(1, board.Port(), {"send", "ram_test"});
-    Expect(1, board.Port(), {"--retries", "0", "send", "0x55"});
-    EXPECT_THAT(Expect(2, board.Port(), {"run", "--json", "/dev/full"}), HasSubstr("cannot write /dev/full"));
-}
-
-TEST(ProgramTest, CannotRun)
-{
-    FakeBoard board(FakeBoard::Healthy);
-    Program withoutPort({STATION_PROGRAM, "run"});
-    EXPECT_EQ(withoutPort.Finish(), 2);
-    Expect(2, "/nonexistent/port", {"run"});
-    const std::vector<std::vector<std::string>> wrong = {
-        {},
-        {"run", "--baud", "1200"},
-        {"run", "--timeout", "nan"},
-        {"run", "--json", "/nonexistent/record.json"},
-        {"run", "--json", "same", "--junit", "same"},
-        {"run", "--unit", "\xFF"},
-        {"run", "--disk", "3"},
-        {"run", "--file", ""},
-        {"run", "--file", "/mnt/usb/" + std::string(16, 'a')},
-        {"run", "--ping", "example.com"},
-        {"run", "--interface", std::string(16, 'a')},
-        {"run", "--screen", "800"},
-        {"run", "--screen", "99x480"},
-        {"run", "--tolerance", "-1"},
-        {"send", "no_such_command"},
-        {"send", "comm_test", "256"},
+    const FakeBoard board(FakeBoard::Healthy);
+    const std::pair<Words, const char*> wrong[] = {
+        {{}, "subcommand"},
+        {{"rum"}, "did you mean run?"},
+        {{"run", "--untit", "A"}, "did you mean --unit?"},
+        {{"run"}, "--port is required"},
+        {{"run", "--port", "x", "--baud", "1200"}, "1200 not in"},
+        {{"run", "--port", "x", "--timeout", "nan"}, "--timeout"},
+        {{"run", "--port", "x", "--set", "host"}, "expected NAME=VALUE"},
+        {{"run", "--port", "x", "--json", "same", "--junit", "same"}, "names the same file"},
+        {{"run", "--port", "x", "--repeat", "2", "--json", "a"}, "a file holds one run"},
+        {{"run", "--port", board.Port(), "--plan", "/nonexistent"}, "/nonexistent: cannot be read"},
+        {{"run", "--port", board.Port(), "--plan", Plan(SHORT), "--unit", "\xFF"}, "not UTF-8"},
+        {{"run", "--port", board.Port(), "--plan", Plan(SHORT), "--json", "/nonexistent/a.json"},
+         "cannot write /nonexistent/a.json"},
+        {{"run", "--port", board.Port(), "--plan", Plan(SHORT), "--json", "/dev/full"}, "it is no regular file"},
+        {{"send", "--port", board.Port(), "gpi_tset"}, "did you mean CMD_GPI_TEST?"},
+        {{"send", "--port", board.Port(), "comm_test", "256"}, "256 does not fit a byte"},
     };
-    for (const auto& arguments : wrong) {
-        SCOPED_TRACE(testing::PrintToString(arguments));
-        Expect(2, board.Port(), arguments);
+    for (const auto& [words, told] : wrong) {
+        EXPECT_THAT(Expect(2, words), HasSubstr(told));
     }
     EXPECT_EQ(board.Received(), 0) << "the board was bothered all the same";
-    Expect(0, board.Port(), {"--help"});
-    EXPECT_THAT(Expect(0, board.Port(), {"list"}), HasSubstr("\n  8  CMD_EXT_DEVICE_TEST/ping     Ping"));
 }
 
-TEST(ProgramTest, SetsTheLineUpAsItsOptionsSay)
+TEST_F(StationProgram, PlansAreShownAndChecked)
 {
-    const std::pair<std::vector<std::string>, const char*> lines[] = {
+    const std::string text = Expect(0, {"plan"});
+    std::ofstream(File("mine.toml")) << text;
+    EXPECT_THAT(Expect(2, {"plan", File("mine.toml")}),
+                AllOf(HasSubstr("'host' is missing"), HasSubstr("'interface' is missing")));
+    EXPECT_THAT(Expect(0, {"plan", File("mine.toml"), "--set", "host=192.0.2.1", "--set", "interface=eth0"}),
+                AllOf(HasSubstr(": 20 checks\n"), HasSubstr("ping                      Ping 192.0.2.1\n"),
+                      Not(HasSubstr("Note:"))));
+    EXPECT_THAT(Expect(0, {"plan", Plan("[[check]]\nkind = 'pwm'\nsetting = 1\n")}),
+                HasSubstr("Note: pwm will count as not carried out"));
+}
+
+TEST_F(StationProgram, SendsSingleCommands)
+{
+    const FakeBoard board(FakeBoard::Healthy);
+    EXPECT_THAT(Expect(0, {"send", "--port", board.Port(), "gpi_test"}), HasSubstr("CMD_GPI_TEST              PASS"));
+    EXPECT_THAT(Expect(0, {"--hex", "--port", board.Port(), "send", "comm_test", "run", "0x31"}),
+                AllOf(HasSubstr("> 5A 01 02 72 75 6E 31 00"), HasSubstr("< 5A 01 02 00")));
+    EXPECT_THAT(Expect(1, {"send", "--port", board.Port(), "ram_test"}), HasSubstr("does not support"));
+    const FakeBoard refusing([](FakeBoard& self, const Bytes&) { self.Send(Station::MakeErrorFrame(1)); });
+    Expect(1, {"send", "--port", refusing.Port(), "gpi_test"});
+    EXPECT_EQ(refusing.Received(), 2) << "repeated once unless told otherwise";
+    Expect(1, {"send", "--port", refusing.Port(), "gpi_test", "--retries", "2"});
+    EXPECT_EQ(refusing.Received(), 5);
+}
+
+TEST_F(StationProgram, SetsTheLineUpAsItsOptionsSay)
+{
+    const std::pair<Words, const char*> lines[] = {
         {{}, "115200 8N1\n"},
         {{"--baud", "9600", "--parity", "odd"}, "9600 8O1\n"},
         {{"--baud", "57600", "--data-bits", "7", "--parity", "even"}, "57600 7E1\n"},
         {{"--data-bits", "5", "--stop-bits", "2", "--flow-control", "hardware"}, "115200 5N2 rts/cts\n"},
     };
     for (const auto& [options, settings] : lines) {
-        std::vector<std::string> command = {STATION_PROGRAM, "--port", "/dev/ttyS0", "--retries", "0",
-                                            "--timeout",     "0.001",  "send",       "gpi_test"};
+        Words command = {STATION_PROGRAM, "--port", "/dev/ttyS0", "--retries", "0",
+                         "--timeout",     "0.001",  "send",       "gpi_test"};
         command.insert(command.end(), options.begin(), options.end());
         Support::SimulatedBoard board(SIMBOARD_PROGRAM, {}, command);
         EXPECT_EQ(board.Running().Finish(), 1) << board.Running().Output();
@@ -140,53 +190,7 @@ TEST(ProgramTest, SetsTheLineUpAsItsOptionsSay)
     }
 }
 
-TEST(ProgramTest, RepeatsACommandOnceUnlessToldOtherwise)
-{
-    FakeBoard board([](FakeBoard& self, const Bytes&) { self.Send(Station::MakeErrorFrame(1)); });
-    EXPECT_THAT(Expect(1, board.Port(), {"send", "gpi_test"}), HasSubstr("(2 attempts)"));
-    EXPECT_THAT(Expect(1, board.Port(), {"send", "gpi_test", "--retries", "2"}), HasSubstr("(3 attempts)"));
-    EXPECT_EQ(board.Received(), 5);
-}
-
-TEST(ProgramTest, SecondErrorFrameForABadFrameFails)
-{
-    FakeBoard board([](FakeBoard& self, const Bytes& received) {
-        FakeBoard::Healthy(self, received);
-        if (received != Station::MakeFrame(1, UART::CMD_CONFIRM_TEST_MODE, {})) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the real board reads on after 10 ms
-            self.Send(Station::MakeErrorFrame(1));
-        }
-    });
-    const std::string output = Expect(1, board.Port(), {"bad-frames"});
-    const std::string twice = Station::Hex(Station::MakeErrorFrame(1)) + " " + Station::Hex(Station::MakeErrorFrame(1));
-    EXPECT_THAT(output, testing::ContainsRegex("noise +FAIL.*expected one error frame, received " + twice + "\n"));
-    EXPECT_THAT(output, HasSubstr("0 passed, 5 failed"));
-}
-
-TEST(ProgramTest, KeepsALittleOfMuchNoise)
-{
-    constexpr std::size_t NOISE = 500000;
-    FakeBoard board([](FakeBoard& self, const Bytes& received) {
-        if (self.Received() == 1) {
-            self.Send(Bytes(NOISE, 0xAA));
-        }
-        FakeBoard::Healthy(self, received);
-    });
-    const std::string json = TemporaryPath("noise.json");
-    EXPECT_THAT(Expect(0, board.Port(), {"run", "--json", json}), HasSubstr("(434464 more bytes of noise came"));
-    const nlohmann::json check = nlohmann::json::parse(Content(json))["checks"][0];
-    std::size_t kept = 0;
-    std::size_t dropped = 0;
-    for (const auto& entry : check["frames"]) {
-        kept += entry["kind"] == "noise" ? (entry["hex"].get<std::string>().size() + 1) / 3 : 0;
-        dropped += entry.value("dropped_bytes", std::size_t{0});
-    }
-    EXPECT_EQ(kept, 64U * 1024U);
-    EXPECT_EQ(dropped, NOISE - kept);
-    std::filesystem::remove(json);
-}
-
-TEST(ProgramTest, PrintsNothingToTheBoardWhenItsOutputIsClosed)
+TEST_F(StationProgram, PrintsNothingToTheBoardWhenItsOutputIsClosed)
 {
     const Support::Pty line;
     const std::string closed = std::string("exec ") + STATION_PROGRAM + " --port " + line.Path() +
@@ -197,26 +201,50 @@ TEST(ProgramTest, PrintsNothingToTheBoardWhenItsOutputIsClosed)
     EXPECT_EQ(line.Read(1000), Support::Bytes(sent.begin(), sent.end()));
 }
 
-class ProgramSignalTest : public testing::TestWithParam<int> {};
+TEST_F(StationProgram, AnOperatorAnswersWithAltAndAScannerDoesNot)
+{
+    const FakeBoard board(FakeBoard::Healthy);
+    const std::string plan = Plan("[[check]]\nkind = 'picture'\npicture = 'white'\nask = 'Is it white?'\n");
+    for (const auto& [keys, exitCode] : {std::pair{"\x1By", 0}, {"\x1BN", 1}}) {
+        Support::Terminal terminal({STATION_PROGRAM, "run", "--port", board.Port(), "--plan", plan});
+        ASSERT_TRUE(terminal.Await("Is it white?  [Alt+Y yes, Alt+N no]")) << terminal.Shown();
+        terminal.Type("7Y0N1Y8\r");
+        terminal.Type("y\nn\n");
+        terminal.Type(keys);
+        EXPECT_EQ(terminal.Finish(), exitCode) << terminal.Shown();
+        EXPECT_THAT(terminal.Shown(), HasSubstr(exitCode == 0 ? "\033[1;32mPASS" : "\033[1;31mFAIL"));
+    }
+    Support::Terminal stopped({"env", "NO_COLOR=1", STATION_PROGRAM, "run", "--port", board.Port(), "--plan", plan});
+    ASSERT_TRUE(stopped.Await("Is it white?"));
+    stopped.Type("\x03");
+    EXPECT_EQ(stopped.Finish(), 2);
+    EXPECT_THAT(stopped.Shown(),
+                AllOf(HasSubstr("COULD NOT RUN"), HasSubstr("interrupted"), Not(HasSubstr("\033[1;"))));
+    EXPECT_THAT(ExpectRun(3, board, plan), HasSubstr("nobody answered: Is it white?"));
+}
 
-INSTANTIATE_TEST_SUITE_P(Signals, ProgramSignalTest, testing::Values(SIGINT, SIGTERM, SIGHUP));
+class StationSignal : public StationProgram, public testing::WithParamInterface<int> {};
 
-TEST_P(ProgramSignalTest, InterruptedRunWritesItsRecord)
+INSTANTIATE_TEST_SUITE_P(Signals, StationSignal, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_P(StationSignal, InterruptedRunWritesItsRecord)
 {
     std::atomic<bool> waiting{false};
-    FakeBoard board([&waiting](FakeBoard& self, const Bytes& received) {
+    const FakeBoard board([&waiting](FakeBoard& self, const Bytes& received) {
         received[2] == UART::CMD_TOUCH_TEST ? waiting.store(true) : FakeBoard::Healthy(self, received);
     });
-    const std::string json = TemporaryPath("interrupted.json");
-    Program program(Command(board.Port(), {"run", "--json", json}));
+    const std::string plan = Plan(SHORT + "[[check]]\nkind = 'touch'\nscreen = '800x480'\n");
+    Program program({STATION_PROGRAM, "run", "--port", board.Port(), "--plan", plan, "--json", File("a.json")});
     while (!waiting) {
         std::this_thread::yield();
     }
     program.Signal(GetParam());
     EXPECT_EQ(program.Finish(), 2) << program.Output();
-    EXPECT_THAT(program.Output(), HasSubstr("ABORTED: 19 passed, 0 failed, 4 skipped, 24 of 24 checks"));
-    const nlohmann::json record = nlohmann::json::parse(Content(json));
-    EXPECT_EQ(record["aborted"], true);
+    EXPECT_THAT(program.Output(), HasSubstr("COULD NOT RUN: 2 passed, 0 failed, 0 not carried out, 3 of 3 checks"));
+    const auto record = nlohmann::json::parse(Content(File("a.json")));
+    EXPECT_EQ(record["verdict"], "COULD NOT RUN");
+    EXPECT_EQ(record["reason"], "interrupted");
     EXPECT_EQ(record["checks"].back()["result"], "ABORTED");
-    std::filesystem::remove(json);
 }
+
+}  // namespace

@@ -1,0 +1,182 @@
+// What a person types.
+#include "apps/station/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+
+namespace Station {
+
+namespace {
+
+constexpr int WRONG = 2;
+constexpr const char* FOOTER =
+    "Start with:  station plan > my-plan.toml   and give it the host to ping and the interface\n"
+    "             station plan my-plan.toml\n"
+    "             station run --port /dev/ttyUSB0 --plan my-plan.toml --unit SN-0001\n"
+    "Exit codes: 0 this unit may be shipped, 1 a check failed, 2 it could not run or be recorded,\n"
+    "            3 nothing failed, but it is no PASS: a check was left out or not carried out";
+
+/// NAME=VALUE
+void AddSetting(Overrides& settings, const std::string& word)
+{
+    const std::size_t equals = word.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        throw CLI::ValidationError("--set", word + ": expected NAME=VALUE");
+    }
+    settings[word.substr(0, equals)] = word.substr(equals + 1);
+}
+
+void DefinePlan(CLI::App& app, Options& options)
+{
+    app.add_option_function<std::vector<std::string>>(
+           "--set",
+           [&options](const std::vector<std::string>& words) {
+               std::for_each(words.begin(), words.end(), [&](const auto& word) { AddSetting(options.settings, word); });
+           },
+           "A setting of the plan; may be given several times")
+        ->type_name("NAME=VALUE")
+        ->take_all()
+        ->expected(1);
+}
+
+void DefineLine(CLI::App& app, Options& options)
+{
+    app.add_option("--baud", options.speed, "Speed in bit/s, instead of the plan's")
+        ->check(CLI::IsMember({9600, 19200, 38400, 57600, 115200}))
+        ->type_name("N");
+    app.add_option("--data-bits", options.dataBits, "5 to 8")->check(CLI::Range(5, 8))->type_name("N");
+    app.add_option("--stop-bits", options.stopBits, "1 or 2")->check(CLI::Range(1, 2))->type_name("N");
+    app.add_option("--parity", options.parity, "none, odd or even")
+        ->check(CLI::IsMember({"none", "odd", "even"}))
+        ->type_name("WORD");
+    app.add_option("--flow-control", options.flowControl, "none or hardware")
+        ->check(CLI::IsMember({"none", "hardware"}))
+        ->type_name("WORD");
+    app.add_option("--board-type", options.boardType, "Board type of the frames: boards accept 1, 3 and 5")
+        ->check(CLI::Range(0, 255))
+        ->type_name("N");
+    app.add_option("--retries", options.retries, "Repetitions after no answer, an error frame or a damaged reply")
+        ->check(CLI::Range(0, 100))
+        ->type_name("N");
+    app.add_option("--timeout", options.timeout, "Seconds to wait for a reply that needs no person")
+        ->check(CLI::Range(0.001, 86400.0))
+        ->type_name("S");
+    app.add_flag("--hex", options.showsFrames, "Show every frame: > sent, < received");
+}
+
+void DefineRun(CLI::App& run, Options& options)
+{
+    run.add_option("--plan", options.plan, "The plan's file (default: the built-in plan)")->type_name("FILE");
+    run.add_option("--unit", options.unit, "Serial number of the unit")->type_name("SN");
+    run.add_option("--operator", options.people, "Who tests, for the record")->type_name("NAME");
+    const auto names = [&run](const char* name, std::vector<std::string>& list, const char* text) {
+        run.add_option(name, list, text)->type_name("NAME")->take_all()->expected(1);
+    };
+    names("--only", options.only, "Carry out this check alone, or these: no PASS of the unit");
+    names("--skip", options.skip, "Leave this check out, or these: no PASS of the unit");
+    run.add_option("--repeat", options.repeat, "Run the plan so often (burn-in)")
+        ->check(CLI::Range(1, 1000000))
+        ->type_name("N");
+    run.add_flag("--keep-going", options.keepsGoing, "With --repeat: go on after a run that did not pass");
+    run.add_option("--json", options.json, "Write the record, with every frame, to this file")->type_name("FILE");
+    run.add_option("--junit", options.junit, "Write the results as JUnit XML to this file")->type_name("FILE");
+    run.add_flag("--overwrite", options.mayOverwrite, "Let --json and --junit replace another run's file");
+}
+
+void Define(CLI::App& app, Options& options)
+{
+    app.name("station");
+    app.set_version_flag("--version", STATION_VERSION);
+    app.footer(FOOTER);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.get_formatter()->column_width(28);
+    app.add_option("--port", options.port, "Serial port that the board is connected to")->type_name("DEVICE");
+    DefineLine(app, options);
+
+    CLI::App* const plan = app.add_subcommand("plan", "Print the built-in plan, or check a plan and list its checks");
+    plan->add_option("FILE", options.plan, "A plan's file");
+    DefinePlan(*plan, options);
+    CLI::App* const run = app.add_subcommand("run", "Test a unit as the plan says");
+    DefineRun(*run, options);
+    DefinePlan(*run, options);
+    CLI::App* const send = app.add_subcommand("send", "Send one command and show the reply");
+    send->add_option("COMMAND", options.command, "Name, with or without CMD_, or number")->required();
+    send->add_option("DATA", options.data,
+                     "Up to 26 bytes: numbers 0 to 255 (also 0x..), any other word and text:... as characters");
+}
+
+/// What single options cannot tell.
+void CheckTogether(const CLI::App& app, Options& options)
+{
+    options.action = app.got_subcommand("plan") ? Options::Action::Plan : Options::Action::Run;
+    options.action = app.got_subcommand("send") ? Options::Action::Send : options.action;
+    if (options.port.empty() && options.action != Options::Action::Plan) {
+        throw CLI::RequiredError("--port");
+    }
+    if (options.timeout && !(*options.timeout > 0)) {
+        throw CLI::ValidationError("--timeout", "not a number");
+    }
+    if (!options.json.empty() && options.json == options.junit) {
+        throw CLI::ValidationError("--junit", "names the same file as --json");
+    }
+    if (options.repeat > 1 && (!options.json.empty() || !options.junit.empty())) {
+        throw CLI::ValidationError("--repeat", "a file holds one run: leave --json and --junit out");
+    }
+}
+
+void AddOptions(const CLI::App& app, std::vector<std::string>& words)
+{
+    for (const CLI::Option* const option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            words.push_back("--" + name);
+        }
+    }
+}
+
+/// Of the words that were typed the first one that is nothing known, with what may have been meant.
+void Suggest(const CLI::App& app, const std::vector<std::string>& typed)
+{
+    std::vector<std::string> known;
+    AddOptions(app, known);
+    for (const CLI::App* const subcommand : app.get_subcommands([](const CLI::App*) { return true; })) {
+        known.push_back(subcommand->get_name());
+        AddOptions(*subcommand, known);
+    }
+    const bool hasSubcommand = !app.get_subcommands().empty();
+    for (const std::string& word : typed) {
+        const std::string name = word.substr(0, word.find('='));
+        const bool isCandidate = name.rfind("--", 0) == 0 || (!hasSubcommand && name.rfind('-', 0) != 0);
+        if (!isCandidate || std::find(known.begin(), known.end(), name) != known.end()) {
+            continue;
+        }
+        if (const auto nearest = Nearest(name, known)) {
+            std::cerr << "There is no " << name << ": did you mean " << *nearest << "?\n";
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+Options ParseOptions(int argc, char** argv)
+{
+    Options options;
+    options.words.assign(argv + 1, argv + argc);
+    CLI::App app{"Test station: tests boards in test mode over a serial line."};
+    Define(app, options);
+    try {
+        app.parse(argc, argv);
+        CheckTogether(app, options);
+    } catch (const CLI::ParseError& error) {
+        const bool isGood = app.exit(error) == 0;
+        if (!isGood) {
+            Suggest(app, options.words);
+        }
+        throw EndNow{isGood ? 0 : WRONG};
+    }
+    return options;
+}
+
+}  // namespace Station

@@ -1,0 +1,51 @@
+// What a person types.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "apps/station/plan/PlanFile.h"
+
+namespace Station {
+
+struct Options {
+    enum class Action { Plan, Run, Send };
+    Action action = Action::Plan;
+    std::string port;
+    std::string plan;  ///< a file; empty is the built-in plan
+    Overrides settings;
+    std::optional<int> speed;  ///< line settings and board type instead of the plan's
+    std::optional<int> dataBits;
+    std::optional<int> stopBits;
+    std::optional<std::string> parity;
+    std::optional<std::string> flowControl;
+    std::optional<int> boardType;
+    std::optional<int> retries;
+    std::optional<double> timeout;
+    bool showsFrames = false;
+    std::string unit;
+    std::string people;
+    std::vector<std::string> only;
+    std::vector<std::string> skip;
+    int repeat = 1;
+    bool keepsGoing = false;
+    std::string json;
+    std::string junit;
+    bool mayOverwrite = false;
+    std::string command;
+    std::vector<std::string> data;
+    std::vector<std::string> words;  ///< as typed
+};
+
+/// The program is to end now: after --help or --version (0), or because what was typed is wrong (2).
+struct EndNow {
+    int exitCode;
+};
+
+/// Understands what was typed; prints help and what is wrong.
+/// @throws EndNow
+Options ParseOptions(int argc, char** argv);
+
+}  // namespace Station

@@ -1,0 +1,281 @@
+// program: runs a program of the user's that measures or drives something at the station.
+#include "apps/station/checks/Program.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <system_error>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "apps/station/checks/Kinds.h"
+
+namespace Station {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Environment = std::map<std::string, std::string>;
+
+constexpr std::size_t MOST_OUTPUT = std::size_t{64} * 1024;
+constexpr int SLICE_MS = 20;  // between two looks at the clock, the stop flag and the program
+
+/// A descriptor that is closed with its owner.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : m_fd(fd) {}
+    ~Descriptor() { Close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    [[nodiscard]] int Get() const { return m_fd; }
+    void Close()
+    {
+        if (m_fd >= 0) {
+            close(m_fd);
+        }
+        m_fd = -1;
+    }
+
+private:
+    int m_fd;
+};
+
+std::vector<std::string> Variables(const Environment& added)
+{
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        if (added.count(text.substr(0, text.find('='))) == 0) {
+            variables.push_back(text);
+        }
+    }
+    for (const auto& [name, value] : added) {
+        variables.push_back(std::string(name).append("=").append(value));
+    }
+    return variables;
+}
+
+std::vector<char*> Pointers(std::vector<std::string>& texts)
+{
+    std::vector<char*> pointers;
+    std::transform(texts.begin(), texts.end(), std::back_inserter(pointers),
+                   [](std::string& text) { return text.data(); });
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+/// A running program, and what it prints. Whatever is left of its process group ends with this object.
+class Process {
+public:
+    Process(const Program& program, const Environment& environment) : m_errors(memfd_create("stderr", MFD_CLOEXEC))
+    {
+        int ends[2] = {-1, -1};
+        if (m_errors.Get() < 0 || pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot run " + program.command[0]);
+        }
+        m_output = ends[0];
+        const Descriptor theirs(ends[1]);
+        fcntl(theirs.Get(), F_SETFL, 0);
+        if (const int error = Spawn(program, environment, theirs.Get()); error != 0) {
+            close(m_output);
+            throw std::system_error(error, std::generic_category(), "cannot run " + program.command[0]);
+        }
+    }
+    ~Process()
+    {
+        kill(-m_pid, SIGKILL);
+        if (!m_isReaped) {
+            waitpid(m_pid, nullptr, 0);
+        }
+        close(m_output);
+    }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    /// Takes what it prints for a moment; true when it has ended.
+    bool Watch()
+    {
+        pollfd output = {m_output, POLLIN, 0};
+        siginfo_t end = {};
+        waitid(P_PID, static_cast<id_t>(m_pid), &end, WEXITED | WNOHANG | WNOWAIT);
+        const bool hasEnded = end.si_pid == m_pid;
+        poll(&output, 1, hasEnded ? 0 : SLICE_MS);
+        char bytes[4096];
+        ssize_t count = 0;
+        while (m_printed.size() <= MOST_OUTPUT && (count = read(m_output, bytes, sizeof bytes)) > 0) {
+            m_printed.append(bytes, static_cast<std::size_t>(count));
+        }
+        if (count == 0 && !hasEnded) {  // it has closed its output and works on
+            poll(nullptr, 0, SLICE_MS);
+        }
+        return hasEnded;
+    }
+    /// After its end: the exit code, or minus the signal that ended it.
+    int Reap()
+    {
+        kill(-m_pid, SIGKILL);  // what it left behind, while its number is still taken
+        int status = 0;
+        waitpid(m_pid, &status, 0);
+        m_isReaped = true;
+        return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+    }
+    [[nodiscard]] const std::string& Printed() const { return m_printed; }
+    /// The last line on its standard error.
+    [[nodiscard]] std::string LastError() const
+    {
+        std::string text(MOST_OUTPUT, '\0');
+        const off_t size = lseek(m_errors.Get(), 0, SEEK_END);
+        const off_t start = std::max<off_t>(0, size - static_cast<off_t>(text.size()));
+        const ssize_t count = pread(m_errors.Get(), text.data(), text.size(), start);
+        text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        text.erase(text.find_last_not_of("\r\n \t") + 1);
+        return text.substr(text.find_last_of('\n') + 1);
+    }
+
+private:
+    int Spawn(const Program& program, const Environment& environment, int output)
+    {
+        std::vector<std::string> words = program.command;
+        std::vector<std::string> variables = Variables(environment);
+        sigset_t signals;
+        sigfillset(&signals);
+        sigset_t none;
+        sigemptyset(&none);
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+        posix_spawnattr_setsigdefault(&attributes, &signals);
+        posix_spawnattr_setsigmask(&attributes, &none);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, m_errors.Get(), STDERR_FILENO);
+        if (!program.folder.empty()) {
+            posix_spawn_file_actions_addchdir_np(&actions, program.folder.c_str());
+        }
+        const int error = posix_spawnp(&m_pid, words[0].c_str(), &actions, &attributes, Pointers(words).data(),
+                                       Pointers(variables).data());
+        posix_spawn_file_actions_destroy(&actions);
+        posix_spawnattr_destroy(&attributes);
+        return error;
+    }
+
+    Descriptor m_errors;
+    int m_output = -1;
+    pid_t m_pid = -1;
+    bool m_isReaped = false;
+    std::string m_printed;
+};
+
+Finding Fail(const std::string& message)
+{
+    return {Result::Fail, message, {}, {}};
+}
+
+/// Takes the values out of what the program printed.
+Finding ReadValues(const Program& program, const std::string& printed)
+{
+    const auto json = nlohmann::json::parse(printed, nullptr, false);
+    Finding finding = {Result::Pass, "", {}, {}};
+    for (Value value : program.values) {
+        if (!json.is_object() || !json.contains(value.name)) {
+            return Fail(program.command[0] + " did not print a JSON object with \"" + value.name + "\"");
+        }
+        const auto& found = json[value.name];
+        if (found.is_number()) {
+            value.value = found.get<double>();
+        } else {
+            value.value = found.is_string() ? found.get<std::string>() : found.dump();
+        }
+        finding.message += (finding.message.empty() ? "" : ", ") + value.name + ' ' + value.Text();
+        finding.values.push_back(std::move(value));
+    }
+    HoldAgainstLimits(finding);
+    return finding;
+}
+
+Value ReadExpectedValue(Parameters& parameters)
+{
+    Value value = {parameters.RequiredText("name", NotEmpty), 0.0, parameters.Text("unit", NotEmpty).value_or(""), {}};
+    value.limits = parameters.ReadLimits();
+    return value;
+}
+
+/// A check that is a program alone.
+class ProgramCheck : public Check {
+public:
+    explicit ProgramCheck(Program program) : m_program(std::move(program)) {}
+    [[nodiscard]] std::string Description() const override { return "Run " + m_program.command[0]; }
+
+    Finding CarryOut(Bench& bench) const override
+    {
+        ++bench.attempts;
+        Program program = m_program;
+        program.timeout = bench.timeout.value_or(program.timeout);
+        return RunProgram(program, bench.environment, bench.link.StopFlag());
+    }
+
+private:
+    Program m_program;
+};
+
+}  // namespace
+
+Program ReadProgram(Parameters& parameters)
+{
+    Program program;
+    program.command = parameters.TextList("command").value_or(std::vector<std::string>());
+    if (program.command.empty() || program.command[0].empty()) {
+        parameters.Report(parameters.Has("command") ? "command" : "",
+                          "'command' is missing: the program and its arguments, as a list of texts");
+        program.command = {"true"};
+    }
+    program.folder = parameters.Folder();
+    program.timeout = Seconds(parameters.Number("timeout").value_or(program.timeout.count()));
+    for (const auto& table : parameters.Tables("values")) {
+        program.values.push_back(ReadExpectedValue(*table));
+    }
+    return program;
+}
+
+Finding RunProgram(const Program& program, const Environment& environment, const std::atomic<bool>& stop)
+{
+    try {
+        Process process(program, environment);
+        const Clock::time_point end = Clock::now() + std::chrono::duration_cast<Clock::duration>(program.timeout);
+        while (!process.Watch()) {
+            if (stop) {
+                return {Result::Aborted, "interrupted", {}, {}};
+            }
+            if (process.Printed().size() > MOST_OUTPUT) {
+                return Fail(program.command[0] + " prints more than 64 KiB");
+            }
+            if (Clock::now() > end) {
+                return Fail(program.command[0] + " did not end within " + NumberText(program.timeout.count()) + " s");
+            }
+        }
+        const int code = process.Reap();
+        if (code != 0) {
+            const std::string error = process.LastError();
+            return Fail(program.command[0] + (code > 0 ? " ended with exit code " : " was ended by signal ") +
+                        std::to_string(std::abs(code)) + (error.empty() ? "" : ": " + error));
+        }
+        return ReadValues(program, process.Printed());
+    } catch (const std::system_error& error) {
+        return Fail(error.what());
+    }
+}
+
+std::unique_ptr<Check> MakeProgram(Parameters& parameters)
+{
+    return std::make_unique<ProgramCheck>(ReadProgram(parameters));
+}
+
+}  // namespace Station

@@ -1,0 +1,96 @@
+// wrong_frame: sends a frame that is wrong on purpose. The board must answer it with one error frame, and work on.
+#include "apps/station/checks/CommandCheck.h"
+#include "apps/station/checks/Kinds.h"
+
+namespace Station {
+
+namespace {
+
+constexpr Seconds TIMEOUT{2};
+/// The board reads on 10 ms after what it could not use; by then a second error frame would be on its way.
+constexpr Seconds AFTERMATH{0.2};
+
+constexpr unsigned char UNKNOWN_COMMAND = 0x55;
+constexpr unsigned char WRONG_BOARD_TYPE = 2;
+constexpr std::size_t CUT_LEN = 12;
+
+Bytes WrongBytes(const std::string& what, unsigned char boardType)
+{
+    Bytes frame = MakeFrame(boardType, UART::CMD_CONFIRM_TEST_MODE, {});
+    if (what == "checksum") {
+        frame[UART::UART_HDR_LEN + UART::UART_BODY_LEN] ^= 1;
+    } else if (what == "type") {
+        frame = MakeFrame(WRONG_BOARD_TYPE, UART::CMD_CONFIRM_TEST_MODE, {});
+    } else if (what == "command") {
+        frame = MakeFrame(boardType, UNKNOWN_COMMAND, {});
+    } else if (what == "cut") {
+        frame.resize(CUT_LEN);
+    } else {
+        frame = {0x5A, 0x00, 0xE7, 0x5A, 0x13, 0x03, 0x81};
+    }
+    return frame;
+}
+
+/// Every byte that came behind what was sent last.
+Bytes ReceivedAfterSending(const Transcript& transcript)
+{
+    Bytes received;
+    for (const Traffic& entry : transcript.Entries()) {
+        if (entry.kind == Traffic::Kind::Sent) {
+            received.clear();
+        } else {
+            received.insert(received.end(), entry.bytes.begin(), entry.bytes.end());
+        }
+    }
+    return received;
+}
+
+class WrongFrame : public Check {
+public:
+    explicit WrongFrame(std::string what) : m_what(std::move(what)) {}
+    [[nodiscard]] std::string Description() const override
+    {
+        return "Send a frame that is wrong on purpose: " + m_what;
+    }
+
+    Finding CarryOut(Bench& bench) const override
+    {
+        ++bench.attempts;
+        const Bytes frame = WrongBytes(m_what, bench.link.BoardType());
+        const Exchange exchange =
+            bench.link.Transact(frame, UART::CMD_CONFIRM_TEST_MODE, bench.timeout.value_or(TIMEOUT), bench.transcript);
+        bench.link.Listen(AFTERMATH, bench.transcript);
+        const Bytes received = ReceivedAfterSending(bench.transcript);
+        if (bench.link.Stopped()) {
+            return {Result::Aborted, "interrupted", {}, {}};
+        }
+        if (received != MakeErrorFrame(bench.link.BoardType())) {
+            const std::string found = received.empty() ? "no answer" : "received " + Hex(received);
+            return {Result::Fail, found + ", expected one error frame", {}, {}, exchange.outcome == Outcome::Silence};
+        }
+        return ConfirmLinkWorks(bench);
+    }
+
+private:
+    static Finding ConfirmLinkWorks(Bench& bench)
+    {
+        const Bytes frame = MakeFrame(bench.link.BoardType(), UART::CMD_CONFIRM_TEST_MODE, {});
+        const Exchange exchange = bench.link.Transact(frame, UART::CMD_CONFIRM_TEST_MODE, TIMEOUT, bench.transcript);
+        if (exchange.outcome == Outcome::Reply) {
+            return {Result::Pass, "error frame, and the next command is answered", {}, {}};
+        }
+        return {Result::Fail, "error frame, but the next command is not answered: check the board's software", {}, {}};
+    }
+
+    std::string m_what;
+};
+
+}  // namespace
+
+std::unique_ptr<Check> MakeWrongFrame(Parameters& parameters)
+{
+    return std::make_unique<WrongFrame>(
+        parameters.RequiredText("frame", OneOf({"checksum", "type", "command", "cut", "noise"})));
+}
+
+}  // namespace Station

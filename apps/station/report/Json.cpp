@@ -1,0 +1,126 @@
+// A run as JSON: the complete record.
+#include "apps/station/report/Json.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "apps/station/report/Text.h"
+
+namespace Station {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string UtcTimestamp(std::chrono::system_clock::time_point time)
+{
+    const auto sinceEpoch = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
+    std::ostringstream text;
+    text << UtcTime(time) << '.' << std::setfill('0') << std::setw(3) << sinceEpoch.count() % 1000 << 'Z';
+    return text.str();
+}
+
+/// Seconds, rounded to a microsecond.
+double ToMicrosecond(Seconds duration)
+{
+    return std::round(duration.count() * 1e6) / 1e6;
+}
+
+template <class Held>
+Json OrNull(const std::optional<Held>& held)
+{
+    return held ? Json(*held) : Json();
+}
+
+Json ToJson(const Traffic& entry)
+{
+    Json json = {{"time_s", ToMicrosecond(entry.at)},
+                 {"direction", entry.kind == Traffic::Kind::Sent ? "sent" : "received"},
+                 {"kind", entry.kind == Traffic::Kind::Noise ? "noise" : "frame"},
+                 {"hex", Hex(entry.bytes)}};
+    if (entry.dropped > 0) {
+        json["dropped_bytes"] = entry.dropped;
+    }
+    return json;
+}
+
+Json ToJson(const Value& value)
+{
+    return {{"name", value.name},
+            {"value", std::visit([](const auto& held) { return Json(held); }, value.value)},
+            {"unit", value.unit},
+            {"least", OrNull(value.limits.least)},
+            {"most", OrNull(value.limits.most)},
+            {"expected", OrNull(value.limits.expected)},
+            {"within_limits", value.IsWithin()}};
+}
+
+Json ToJson(const CheckRecord& check)
+{
+    Json json = {{"name", check.name},
+                 {"kind", check.kind},
+                 {"code", check.code ? Json(*check.code) : Json()},
+                 {"optional", check.isOptional},
+                 {"result", Word(check.result)},
+                 {"message", check.message},
+                 {"hint", check.hint},
+                 {"values", Json::array()},
+                 {"status", OrNull(check.status)},
+                 {"duration_s", ToMicrosecond(check.duration)},
+                 {"attempts", check.attempts},
+                 {"repetitions", std::max(0, check.attempts - 1)},
+                 {"frames", Json::array()}};
+    for (const Value& value : check.values) {
+        json["values"].push_back(ToJson(value));
+    }
+    for (const Traffic& entry : check.traffic) {
+        json["frames"].push_back(ToJson(entry));
+    }
+    return json;
+}
+
+Json ToJson(const LineSettings& line)
+{
+    return {{"speed", line.speed},
+            {"data_bits", line.dataBits},
+            {"stop_bits", line.stopBits},
+            {"parity", line.parity},
+            {"flow_control", line.flowControl}};
+}
+
+}  // namespace
+
+std::string ToJson(const RunRecord& run)
+{
+    Json json = {
+        {"id", run.id},
+        {"unit", run.unit},
+        {"verdict", Word(run.verdict)},
+        {"reason", Reason(run)},
+        {"plan",
+         {{"name", run.planName}, {"version", run.planVersion}, {"file", run.planFile}, {"sha256", run.planSha256}}},
+        {"station", {{"version", run.station}, {"host", run.host}, {"operator", run.people}, {"options", run.options}}},
+        {"start", UtcTimestamp(run.start)},
+        {"end", UtcTimestamp(run.end)},
+        {"port", run.port},
+        {"line", ToJson(run.line)},
+        {"board_type", run.boardType},
+        {"planned", run.planned},
+        {"left_out", run.leftOut},
+        {"passed", Count(run, Result::Pass)},
+        {"failed", Count(run, Result::Fail)},
+        {"not_carried_out", Count(run, Result::NotDone)},
+        {"passed_after_repetition", CountRepeated(run)},
+        {"link", ToJson(run.link)},
+        {"checks", Json::array()}};
+    for (const CheckRecord& check : run.checks) {
+        json["checks"].push_back(ToJson(check));
+    }
+    // What is no UTF-8 in a reply or an error message is replaced: the record is never lost for it.
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace Station

@@ -1,0 +1,79 @@
+// A file that is written whole or not at all.
+#include "apps/station/report/ReportFile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Station {
+
+ReportFile::ReportFile(std::string path, bool mayOverwrite) : m_path(std::move(path)), m_mayOverwrite(mayOverwrite)
+{
+    if (m_path.empty()) {
+        return;
+    }
+    struct stat present {};
+    if (stat(m_path.c_str(), &present) == 0 && (!S_ISREG(present.st_mode) || !m_mayOverwrite)) {
+        Fail(S_ISREG(present.st_mode) ? "it holds another run; --overwrite replaces it" : "it is no regular file");
+    }
+    m_temporary = m_path + ".XXXXXX";
+    m_fd = mkostemp(m_temporary.data(), O_CLOEXEC);
+    if (m_fd < 0) {
+        const int error = errno;
+        m_temporary.clear();
+        Fail(std::generic_category().message(error));
+    }
+}
+
+ReportFile::~ReportFile()
+{
+    if (m_fd >= 0) {
+        close(m_fd);
+    }
+    if (!m_temporary.empty()) {
+        unlink(m_temporary.c_str());
+    }
+}
+
+void ReportFile::Write(const std::string& content)
+{
+    if (m_path.empty()) {
+        return;
+    }
+    std::size_t done = 0;
+    while (done < content.size()) {
+        const ssize_t count = write(m_fd, content.data() + done, content.size() - done);
+        if (count < 0 && errno != EINTR) {
+            Fail(std::generic_category().message(errno));
+        }
+        done += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    const mode_t mask = umask(0);
+    umask(mask);
+    fchmod(m_fd, 0666 & ~mask);  // mkostemp makes it the owner's alone
+    if (fsync(m_fd) != 0) {
+        Fail(std::generic_category().message(errno));
+    }
+    // A link never replaces a file that another run has made meanwhile.
+    const int result =
+        m_mayOverwrite ? rename(m_temporary.c_str(), m_path.c_str()) : link(m_temporary.c_str(), m_path.c_str());
+    if (result != 0) {
+        Fail(errno == EEXIST ? "another run has written it meanwhile" : std::generic_category().message(errno));
+    }
+    if (m_mayOverwrite) {
+        m_temporary.clear();
+    }
+}
+
+void ReportFile::Fail(const std::string& reason) const
+{
+    throw std::runtime_error("cannot write " + m_path + ": " + reason);
+}
+
+}  // namespace Station

@@ -1,0 +1,33 @@
+// A file that is written whole or not at all.
+#pragma once
+
+#include <string>
+
+namespace Station {
+
+/// A report of one run. It appears under its name when it is complete; until then a file of an earlier run is
+/// untouched.
+class ReportFile {
+public:
+    /// Makes sure that the file can be written. An empty path means no report. Another run's file is refused unless it
+    /// may be overwritten.
+    /// @throws std::runtime_error
+    ReportFile(std::string path, bool mayOverwrite);
+    ~ReportFile();
+    ReportFile(const ReportFile&) = delete;
+    ReportFile& operator=(const ReportFile&) = delete;
+
+    /// Once, at the end of the run.
+    /// @throws std::runtime_error when it cannot be written, or another run has written it meanwhile
+    void Write(const std::string& content);
+
+private:
+    [[noreturn]] void Fail(const std::string& reason) const;
+
+    std::string m_path;
+    bool m_mayOverwrite;
+    std::string m_temporary;
+    int m_fd = -1;
+};
+
+}  // namespace Station

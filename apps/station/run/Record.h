@@ -1,0 +1,92 @@
+// The record of a run: what happened, and who is told of it.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/station/checks/Check.h"
+
+namespace Station {
+
+struct CheckRecord {
+    std::string name;  ///< unique in its plan
+    std::string kind;
+    std::optional<unsigned char> code;  ///< of the command; none for what is no command
+    bool isOptional = false;
+    Result result = Result::Aborted;
+    std::string message;  ///< what came back, in words
+    std::string hint;     ///< the plan's, for a check that failed
+    Values values;
+    std::optional<int> status;  ///< data byte 0 of the reply
+    Seconds duration{0};        ///< over all attempts
+    int attempts = 0;           ///< one more than its repetitions
+    std::vector<Traffic> traffic;
+};
+
+enum class Verdict {
+    Pass,         ///< this unit may be shipped
+    Fail,         ///< a check failed
+    NotCounted,   ///< nothing failed, but it is no PASS: something was not carried out
+    CouldNotRun,  ///< the run could not begin, or did not come to its end
+};
+
+struct RunRecord {
+    std::string id;        ///< UUID
+    std::string unit;      ///< serial number of the unit under test; may be empty
+    std::string planFile;  ///< empty for the built-in plan
+    std::string planName;
+    std::string planVersion;
+    std::string planSha256;
+    std::string station;               ///< version of this program
+    std::string host;                  ///< name of the PC
+    std::string people;                ///< the operator's name
+    std::vector<std::string> options;  ///< as they were typed
+    std::string port;
+    LineSettings line;
+    unsigned char boardType = 0;
+    std::chrono::system_clock::time_point start;
+    std::chrono::system_clock::time_point end;
+    std::size_t planned = 0;           ///< checks of the plan
+    std::vector<std::string> leftOut;  ///< names of those that --only and --skip left out
+    CheckRecord link;                  ///< whether a board answers, before the first check
+    std::vector<CheckRecord> checks;
+    std::string problem;   ///< why the run did not come to its end; empty when it did
+    bool couldRun = true;  ///< false when that problem is not the unit's
+    Verdict verdict = Verdict::CouldNotRun;
+};
+
+/// How many checks ended like this.
+long Count(const RunRecord& run, Result result);
+/// How many passed only after a repetition.
+long CountRepeated(const RunRecord& run);
+/// The verdict on what has been found, and why.
+Verdict Judge(const RunRecord& run);
+/// Why the verdict is no PASS, or nothing.
+std::string Reason(const RunRecord& run);
+/// 0 this unit may be shipped, 1 a check failed, 2 it could not run, 3 nothing failed, but it is no PASS.
+int ExitCode(Verdict verdict);
+
+/// "PASS", "FAIL", "NOT DONE", "ABORTED"
+const char* Word(Result result);
+/// "PASS", "FAIL", "PASSED, NOT COUNTED", "COULD NOT RUN"
+const char* Word(Verdict verdict);
+
+/// Is told each thing as it happens, on the thread of the run.
+class RecordSink {
+public:
+    virtual ~RecordSink() = default;
+
+    virtual void OnBegin(const RunRecord& /*run*/) {}
+    /// A check begins; `name` is that of the plan.
+    virtual void OnCheck(const std::string& /*name*/) {}
+    virtual void OnTraffic(const Traffic& /*entry*/) {}
+    /// Several times a second, while a reply is awaited.
+    virtual void OnWait(const std::string& /*name*/, Seconds /*waited*/, Seconds /*limit*/) {}
+    virtual void OnJudged(const RunRecord& /*run*/, const CheckRecord& /*check*/) {}
+    virtual void OnEnd(const RunRecord& /*run*/) {}
+};
+
+}  // namespace Station

@@ -1,0 +1,266 @@
+// The kinds of checks: what each sends, and how it judges what comes back.
+#include <cstdio>
+#include <fstream>
+
+#include <gmock/gmock.h>
+
+#include "FakeBoard.h"
+#include "apps/station/checks/ClockRecord.h"
+#include "tests/support/Wait.h"
+
+using namespace Station;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+/// A check, what the board answers to it, and what comes of it.
+struct Judged {
+    const char* check;  // TOML
+    unsigned char command;
+    Bytes reply;
+    const char* told;
+};
+
+class Judging : public testing::TestWithParam<Judged> {};
+
+TEST_P(Judging, TellsWhatCameBack)
+{
+    const Judged& judged = GetParam();
+    const std::string toml = std::string("[[check]]\n") + judged.check;
+    const RunRecord run = RunPlan(FakeBoard::Replying(judged.command, judged.reply), toml);
+    ASSERT_EQ(run.checks.size(), 1U) << run.problem;
+    EXPECT_THAT(Told(run.checks[0]), StartsWith(judged.told)) << toml;
+}
+
+/// A passing status and a text.
+Bytes Text(std::string text)
+{
+    text.insert(text.begin(), '\0');
+    return {text.begin(), text.end()};
+}
+
+using namespace UART;
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, Judging,
+    testing::Values(
+        Judged{"kind = 'version'", CMD_READ_VERSION, {0, 1, 0, 1, 2, 3, 4}, "PASS: hardware 1 0 1, library 2.3.4"},
+        Judged{"kind = 'version'\nhardware = '1 1 1'",
+               CMD_READ_VERSION,
+               {0, 1, 0, 1},
+               "FAIL: hardware version is 1 0 1, expected 1 1 1"},
+        Judged{"kind = 'version'\nlibrary = '0.2.0'",
+               CMD_READ_VERSION,
+               {0, 1, 0, 1, 0, 1, 0},
+               "FAIL: library version is 0.1.0, expected 0.2.0"},
+        Judged{"kind = 'version'", CMD_READ_VERSION, {1}, "FAIL: the status driver does not open"},
+        Judged{"kind = 'version'", CMD_READ_VERSION, {2}, "FAIL: the board does not support this"},
+        Judged{"kind = 'version'", CMD_READ_VERSION, {3}, "FAIL: the board calls the request bad"},
+        Judged{"kind = 'version'", CMD_READ_VERSION, {9}, "FAIL: the reply has the unknown status 9"},
+        Judged{"kind = 'loopback'", CMD_COMM_TEST, {0}, "PASS: came back"},
+        Judged{"kind = 'loopback'", CMD_COMM_TEST, {1, 3}, "FAIL: did not come back: check the loopback plug"},
+        Judged{"kind = 'inputs'\nexpect = [1, 2]", CMD_GPI_TEST, {0, 1, 2}, "PASS: 01 02, as expected"},
+        Judged{"kind = 'inputs'\nexpect = [1, 2]", CMD_GPI_TEST, {0, 1, 3}, "FAIL: inputs 01 03, expected 01 02"},
+        Judged{
+            "kind = 'inputs'\nexpect = [1, 2]\nmask = [255, 2]", CMD_GPI_TEST, {0, 1, 3}, "PASS: 01 02, as expected"},
+        Judged{"kind = 'disk'\ndisk = 1", CMD_EXT_DEVICE_TEST, {0}, "PASS: disk 1 mounts"},
+        Judged{"kind = 'disk'", CMD_EXT_DEVICE_TEST, {1}, "FAIL: disk 0 does not mount"},
+        Judged{"kind = 'file'\nfile = '/a'", CMD_EXT_DEVICE_TEST, {1, 3}, "FAIL: /a reads back with other content"},
+        Judged{"kind = 'file'\nfile = '/a'", CMD_EXT_DEVICE_TEST, {1, 77}, "FAIL: /a fails without a reason"},
+        Judged{"kind = 'ping'\nhost = '192.0.2.1'", CMD_EXT_DEVICE_TEST, {1}, "FAIL: no answer from 192.0.2.1"},
+        Judged{"kind = 'address'\ninterface = 'eth0'", CMD_EXT_DEVICE_TEST, Text("192.168.1.10"),
+               "PASS: eth0 has 192.168.1.10"},
+        Judged{"kind = 'address'\ninterface = 'eth0'", CMD_EXT_DEVICE_TEST, Text(""),
+               "FAIL: the board says that eth0 has an address, and tells none"},
+        Judged{"kind = 'address'\ninterface = 'eth0'", CMD_EXT_DEVICE_TEST, Text("0.0.0.0"), "FAIL: the board says"},
+        Judged{"kind = 'address'\ninterface = 'eth0'\nexpect = '192.168.1.11'", CMD_EXT_DEVICE_TEST,
+               Text("192.168.1.10"), "FAIL: address is 192.168.1.10, expected 192.168.1.11"},
+        Judged{"kind = 'address'\ninterface = 'eth0'\nnetwork = '192.168.0.0/16'", CMD_EXT_DEVICE_TEST,
+               Text("192.168.9.9"), "PASS"},
+        Judged{"kind = 'address'\ninterface = 'eth0'\nnetwork = '192.168.2.0/23'", CMD_EXT_DEVICE_TEST,
+               Text("192.168.1.255"), "FAIL: eth0 has 192.168.1.255, expected one of 192.168.2.0/23"},
+        Judged{"kind = 'picture'\npicture = 'white'\nask = 'Yes?'",
+               CMD_LCD_BLU_TEST,
+               {0},
+               "NOT DONE: shows white; nobody answered"},
+        Judged{"kind = 'picture'\npicture = 'white'", CMD_LCD_BLU_TEST, {0}, "NOT DONE: shows white; nobody can tell"},
+        Judged{"kind = 'brightness'\nbrightness = 7",
+               CMD_LCD_BLU_TEST,
+               {1},
+               "FAIL: the display does not take the brightness 7"},
+        Judged{"kind = 'pwm'\nsetting = 3", CMD_PWM_OUT_TEST, {0}, "NOT DONE: set to 3; nobody can tell"},
+        Judged{"kind = 'outputs'\npattern = [1]", CMD_GPO_TEST, {0}, "NOT DONE: set to 01; nobody can tell"},
+        Judged{"kind = 'set_clock'",
+               CMD_RTC_TEST,
+               {0, 26, 2, 30, 0, 0, 0, 0},
+               "FAIL: the clock reads a date that is none"},
+        Judged{"kind = 'set_clock'", CMD_RTC_TEST, {0, 26, 2, 3, 0, 0, 0, 2}, "FAIL: set to "},
+        Judged{"kind = 'set_clock'", CMD_RTC_TEST, {1}, "FAIL: the real-time clock does not take the time"},
+        Judged{"kind = 'read_clock'", CMD_RTC_TEST, {0, 26, 2, 3, 0, 0, 0, 2}, "FAIL: reads 2026-02-03 00:00:00, "},
+        Judged{"kind = 'touch'\nscreen = '800x480'",
+               CMD_TOUCH_TEST,
+               {1, 0, 50, 0, 50},
+               "FAIL: the touch test failed after 1 of 5 touches"},
+        Judged{"kind = 'command'\ncode = 0x06", CMD_ADC_IN_TEST, {0}, "PASS: ok"}));
+
+std::string Values(const CheckRecord& check)
+{
+    std::string text;
+    for (const Value& value : check.values) {
+        text += value.name + '=' + value.Text() + (value.IsWithin() ? " " : "! ");
+    }
+    return text;
+}
+
+TEST(Checks, TakeValuesOutOfAReplyByPlaceAndType)
+{
+    const std::string toml = R"([[check]]
+kind = "command"
+code = "ADC_IN_TEST"
+data = [15]
+text = "x"
+values = [
+    { name = "a", at = 1, type = "u16", scale = 0.1, unit = "mV", least = 25.8, most = 25.8 },
+    { name = "b", at = 3, type = "i8" },
+    { name = "c", at = 4, type = "i16", order = "little", most = -2 },
+    { name = "d", at = 6, type = "u32" },
+    { name = "e", at = 6, type = "i32" },
+    { name = "f", at = 10, type = "bits", bit = 2, bits = 3 },
+    { name = "g", at = 11, type = "text", expect = "ok" },
+    { name = "h", at = 25, least = 1 },
+]
+)";
+    Bytes sent;
+    const auto answer = [&sent](FakeBoard& board, const Bytes& received) {
+        if (received[2] != UART::CMD_ADC_IN_TEST) {
+            return FakeBoard::Healthy(board, received);
+        }
+        sent = received;
+        Bytes reply = {0, 0x01, 0x02, 0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 0x54, 'o', 'k'};
+        board.Reply(received, reply);
+    };
+    const RunRecord run = RunPlan(answer, toml);
+    ASSERT_EQ(run.checks.size(), 1U);
+    EXPECT_EQ(Values(run.checks[0]), "a=25.8 mV b=-1 c=-2 d=4294967294 e=-2 f=5 g=ok h=0! ");
+    EXPECT_EQ(Told(run.checks[0]), "FAIL: h is 0, expected at least 1");
+    EXPECT_EQ(Bytes(sent.begin() + 3, sent.begin() + 6), (Bytes{15, 'x', 0}));
+    EXPECT_EQ(run.verdict, Verdict::Fail);
+}
+
+TEST(Checks, OutputsAreJudgedByTheInputsThatReadThem)
+{
+    const std::string toml = "[[check]]\nkind = 'outputs'\npattern = [0xA5, 0x3C]\n[[check]]\nkind = 'inputs'\n";
+    const RunRecord good = RunPlan(FakeBoard::Healthy, toml);
+    EXPECT_THAT(Told(good), ElementsAre("PASS: set to A5 3C", "PASS: A5 3C, as driven"));
+    EXPECT_EQ(good.verdict, Verdict::Pass);
+    const RunRecord stuck = RunPlan(FakeBoard::Replying(UART::CMD_GPI_TEST, {0, 0xA5, 0xC3}), toml);
+    EXPECT_THAT(Told(stuck.checks[1]), StartsWith("FAIL: inputs A5 C3, expected A5 3C"));
+    const RunRecord again =
+        RunPlan(FakeBoard::Healthy, "[[check]]\nkind = 'outputs'\nname = 'unread'\npattern = [1, 1]\n" + toml);
+    EXPECT_EQ(again.checks[0].result, Result::NotDone) << "driven anew before anybody reads";
+    EXPECT_EQ(again.verdict, Verdict::NotCounted);
+}
+
+TEST(Checks, ClockMustRunOnFromWhatItWasSetTo)
+{
+    const std::string toml = "[[check]]\nkind = 'set_clock'\n[[check]]\nkind = 'read_clock'\n";
+    const auto clock = [](int error, bool isFixed) {
+        return [error, isFixed, first = std::time_t{0}](FakeBoard& board, const Bytes& received) mutable {
+            if (received[2] != UART::CMD_RTC_TEST) {
+                return FakeBoard::Healthy(board, received);
+            }
+            const bool isSetting = received[3] == Protocol::CLOCK_SET;
+            first = isSetting ? LocalTime() : first;
+            board.ReplyTime(received, isSetting ? 0 : error - (isFixed ? static_cast<int>(LocalTime() - first) : 0));
+        };
+    };
+    EXPECT_EQ(RunPlan(clock(0, false), toml).verdict, Verdict::Pass);
+    for (const int error : {60, -5}) {
+        const RunRecord run = RunPlan(clock(error, false), toml);
+        EXPECT_THAT(Told(run),
+                    ElementsAre(StartsWith("PASS: 20"), HasSubstr(" s off: check the real-time clock's oscillator")));
+    }
+    const RunRecord alone = RunPlan(clock(0, false), "[[check]]\nkind = 'read_clock'\n");
+    EXPECT_EQ(alone.verdict, Verdict::Pass)
+        << "without a setting it shows the station's time: " << Told(alone.checks[0]);
+}
+
+TEST(Checks, TouchesAreMeasuredFromTheTargets)
+{
+    const auto run = [](const std::string& more) {
+        return RunPlan(FakeBoard::Healthy, "[[check]]\nkind = 'touch'\n" + more).checks.at(0);
+    };
+    EXPECT_EQ(Told(run("screen = '800x480'")), "PASS: 5 points within 3 px");
+    EXPECT_EQ(Told(run("screen = '800x480'\ntolerance = 2")),
+              "FAIL: top left 50,53, expected 50,50: off by 3 px: check the touch panel's calibration, and the plan's "
+              "screen size");
+    EXPECT_THAT(Told(run("screen = '900x480'")),
+                HasSubstr("top right 750,50, expected 850,50: off by 100 px; bottom right"));
+    EXPECT_THAT(Values(run("screen = '800x480'")), StartsWith("top left=50,53 px top left off by=3 px "));
+}
+
+TEST(Checks, WrongFramesPassWithExactlyOneErrorFrame)
+{
+    std::string toml;
+    for (const char* const what : {"checksum", "type", "command", "cut", "noise"}) {
+        toml += std::string("[[check]]\nkind = 'wrong_frame'\nname = '") + what + "'\nframe = '" + what + "'\n";
+    }
+    EXPECT_EQ(RunPlan(FakeBoard::Healthy, toml).verdict, Verdict::Pass);
+    const auto twice = [](FakeBoard& board, const Bytes& received) {
+        FakeBoard::Healthy(board, received);
+        const bool isGood = received == MakeFrame(1, UART::CMD_CONFIRM_TEST_MODE, {});
+        if (!isGood) {
+            board.AwaitUnread(0);
+            FakeBoard::Healthy(board, received);
+        }
+    };
+    const RunRecord run = RunPlan(twice, toml);
+    EXPECT_EQ(Count(run, Result::Fail), 5) << Told(run.checks[0]);
+}
+
+TEST(Checks, ProgramsMeasureWhatTheBoardCannotJudge)
+{
+    const auto measured = [](const std::string& command, const std::string& limits) {
+        return RunPlan(FakeBoard::Healthy,
+                       "[[check]]\nkind = 'pwm'\nsetting = 3\nmeasure = { command = ['sh', '-c', '" + command +
+                           "'], timeout = 0.5, values = [{ name = 'v', unit = 'V'" + limits + " }] }\n");
+    };
+    const std::string three = R"(echo "{\"v\": 3.0}")";
+    EXPECT_THAT(Told(measured(three, ", least = 2.9, most = 3.1")), ElementsAre("PASS: set to 3; measured: v 3 V"));
+    EXPECT_THAT(Told(measured(three, ", least = 3.1")),
+                ElementsAre("FAIL: set to 3; measured: v is 3 V, expected at least 3.1 V"));
+    EXPECT_THAT(Told(measured("echo none", "")), ElementsAre(HasSubstr("did not print a JSON object with \"v\"")));
+    EXPECT_THAT(Told(measured("echo no probe >&2; exit 3", "")),
+                ElementsAre(HasSubstr("ended with exit code 3: no probe")));
+    EXPECT_THAT(Told(measured("kill -9 $$", "")), ElementsAre(HasSubstr("ended by signal 9")));
+    EXPECT_THAT(Told(measured("sleep 60 & wait", "")), ElementsAre(HasSubstr("did not end within 0.5 s")));
+    EXPECT_THAT(Told(measured("yes", "")), ElementsAre(HasSubstr("prints more than 64 KiB")));
+    const RunRecord missing =
+        RunPlan(FakeBoard::Healthy, "[[check]]\nkind = 'program'\ncommand = ['/no/such/meter']\n");
+    EXPECT_THAT(Told(missing), ElementsAre(HasSubstr("cannot run /no/such/meter: No such file")));
+}
+
+TEST(Checks, AProgramEndsWithItsWholeGroup)
+{
+    const std::string pidFile = "/tmp/testmode-group-" + std::to_string(getpid());
+    RunPlan(FakeBoard::Healthy,
+            "[[check]]\nkind = 'program'\ntimeout = 5\ncommand = ['sh', '-c', 'sleep 600 & echo $! >" + pidFile +
+                "']\n");
+    pid_t left = 0;
+    std::ifstream(pidFile) >> left;
+    std::remove(pidFile.c_str());
+    ASSERT_GT(left, 0);
+    const auto isGone = [left] {
+        std::ifstream stat("/proc/" + std::to_string(left) + "/stat");
+        std::string pid;
+        std::string name;
+        char state = 'Z';
+        stat >> pid >> name >> state;
+        return state == 'Z';
+    };
+    EXPECT_TRUE(Support::WaitFor(isGone));
+}
+
+}  // namespace
