@@ -1,5 +1,5 @@
-// What the 26 data bytes of a command and of its reply mean to the test application and to the station. Of
-// docs/protocol.md these are the numbers. Constants only.
+// What the 26 data bytes of a command and of its reply mean to the test application and to the station. Constants only:
+// docs/protocol.md explains them.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ enum Status : unsigned char {
 
 /// Data bytes of every reply: the status, then the values.
 inline constexpr std::size_t REPLY_LEN = UART::UART_BODY_LEN;
-/// The most characters of a text behind a selector: it ends with a zero byte.
+/// The most characters of a text after a selector; the zero byte that ends it is not counted.
 inline constexpr std::size_t TEXT_LEN = UART::UART_BODY_LEN - 2;
 
 /// What byte 0 of a CMD_EXT_DEVICE_TEST request selects.
@@ -61,7 +61,7 @@ inline constexpr std::size_t CLOCK_LEN = CLOCK_WEEKDAY + 1;
 /// Data byte 0 of a CMD_TOUCH_TEST request is the margin between the targets and the edges of the screen, in pixels.
 /// Each target is an image of this width and height, in pixels.
 inline constexpr int TOUCH_IMAGE_SIZE = 40;
-/// The margin that is asked for where nobody says otherwise.
+/// The default margin.
 inline constexpr unsigned char TOUCH_MARGIN = 30;
 /// Touches of a touch test: top left, top right, bottom right, bottom left, centre. In the reply each is x, then y:
 /// signed numbers of 16 bits, high byte first.

@@ -33,9 +33,9 @@ inline double TimeCalls(const std::function<void()>& work, long calls)
     return Seconds(Clock::now() - start) / static_cast<double>(calls);
 }
 
-/// Median seconds of one call of each contestant. They take turns, so that a noisy machine treats them alike, and the
-/// order of each round is random. In its turn each makes as many calls to warm up as are then timed: what another one
-/// left in the caches helps nobody.
+/// Median seconds of one call of each contestant. They take turns in a random order, so that a noisy machine treats
+/// them alike. Each turn starts with a warm-up of as many calls as are then timed, so that nobody gains from what
+/// another left in the caches.
 inline std::vector<double> Compare(const std::vector<std::function<void()>>& contestants)
 {
     constexpr int ROUNDS = 101;

@@ -39,7 +39,7 @@ public:
 
     /// Sends a message to a host and returns when its handler is done: 0 when delivered, -1 when there is no event
     /// route, no such host, or the framework throws an EventException; any other exception passes on. The pointers are
-    /// handed over as they are.
+    /// passed on unchanged.
     static int SendMessage(int hostId, int eventId, const char* text, void* param1, void* param2, void* param3);
 
 private:

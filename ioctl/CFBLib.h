@@ -21,7 +21,7 @@ struct tBMP {
     std::int32_t nBgMode;     ///< what pixels are blended with: 0 the screen, 1 nBgColor, any other: pBgData
     std::uint32_t nBgColor;   ///< background of mode 1
     std::uint32_t* pBgData;   ///< background of the other modes: laid out like the screen, with as many pixels
-    std::int32_t nAlpha;      ///< weight of the image out of 256, used when a mode is not 0; from 256 pixels are copied
+    std::int32_t nAlpha;      ///< weight of the image out of 256 when a mode is not 0; 256 or more copies pixels
 };
 
 /// Draws straight into the screen memory of the framebuffer device, "/dev/fb0".

@@ -71,7 +71,7 @@ int CFileTest::FileVerify(char const* path)
         if (!file) {
             return 1;
         }
-        std::setvbuf(file.get(), nullptr, _IONBF, 0);  // the count logged is what the file took
+        std::setvbuf(file.get(), nullptr, _IONBF, 0);  // unbuffered: the logged count is what the file took
         const std::size_t items = std::fwrite(pattern.data(), pattern.size(), 1, file.get());
         m_logger.WriteDebug("fwrite = %d\n", static_cast<int>(items));
     }

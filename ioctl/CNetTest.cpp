@@ -114,7 +114,7 @@ unsigned short CNetTest::icmp_checksum(unsigned short* data, int length)
     std::int32_t sum = 0;
     for (; length > 1; length -= 2, bytes += 2) {
         std::uint16_t word = 0;
-        std::memcpy(&word, bytes, sizeof word);  // the data may stand at any address
+        std::memcpy(&word, bytes, sizeof word);  // the data may be unaligned
         sum += word;
     }
     if (length == 1) {

@@ -8,9 +8,9 @@ namespace IOCTL {
 
 /// Pings a host and reads the addresses of the board's own network interfaces.
 ///
-/// The texts of `GetIP` and `Str4IP` stand in a ring of ten that all objects share; nobody frees them. A text is valid
-/// until the tenth call after the one that gave it. Calls of `GetIP`, `Str4IP`, `PingTest` and `ping` must not overlap,
-/// on one object or on several.
+/// The texts of `GetIP` and `Str4IP` are kept in a ring of ten that all objects share. Do not free them. A text is
+/// valid until the tenth call after the one that gave it. Calls of `GetIP`, `Str4IP`, `PingTest` and `ping` must not
+/// overlap, on one object or on several.
 class TESTMODE_API CNetTest {
 public:
     CNetTest();
@@ -23,7 +23,7 @@ public:
     /// one of the board's own addresses receives its own request and proves little.
     int PingTest(char const* address);
 
-    /// The exchange of `PingTest`; `address` must not be null.
+    /// Does what `PingTest` does, without its first log line; `address` must not be null.
     int ping(char const* address);
 
     /// Internet checksum (RFC 1071) of `length` bytes (at most 65536), over 16-bit words in native order; an odd last

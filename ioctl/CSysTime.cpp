@@ -23,7 +23,7 @@ constexpr int YEARS_TO_2000 = 100;  // tm_year counts from 1900
 
 rtc_time s_stRtcTime = {};
 
-/// The record as local time; whether daylight saving is in force is for mktime to find out.
+/// The record as local time; mktime determines whether daylight saving is in force.
 tm ToLocalTime(const rtc_time& record)
 {
     tm local = {};
@@ -78,7 +78,7 @@ int CSysTime::GetSysTime(tm* time)
 int CSysTime::SetSysTime(int year, int month, int day, int hour, int minute, int second)
 {
     if (year > INT_MAX - YEARS_TO_2000 || month == INT_MIN) {
-        return -1;  // no date that a record holds
+        return -1;  // does not fit the record
     }
     rtc_time record = {};
     record.tm_sec = second;

@@ -23,10 +23,10 @@ public:
     int GetSysTime(tm* time);
 
     /// Sets the system clock and then the real-time clock: `year` since 2000, `month` 1 to 12, `day` 1 to 31, `hour`,
-    /// `minute`, `second`, local time. A date outside these ranges is normalised for the system clock and handed to the
-    /// real-time clock as it is. 0 when the real-time clock took the date, whether or not the system clock could be set
-    /// (which needs CAP_SYS_TIME). -1 when the date cannot be converted (nothing is changed), or when the device cannot
-    /// be opened or refuses the date (the system clock is set all the same). Logs nothing.
+    /// `minute`, `second`, local time. A date outside these ranges is normalised for the system clock, and passed to
+    /// the real-time clock unchanged. 0 when the real-time clock took the date, whether or not the system clock could
+    /// be set (which needs CAP_SYS_TIME). -1 when the date cannot be converted (nothing is changed), or when the device
+    /// cannot be opened or refuses the date (the system clock is set all the same). Logs nothing.
     int SetSysTime(int year, int month, int day, int hour, int minute, int second);
 
 private:

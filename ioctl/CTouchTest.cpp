@@ -34,7 +34,7 @@ const char* DevicePath()
     return path != nullptr ? path : DEFAULT_DEVICE;
 }
 
-/// Limits a coordinate to the range of int: a target too far out for an int must not come back onto the screen.
+/// Clamps a coordinate to the range of int: a target far off-screen must not wrap onto the screen.
 int Coordinate(long long value)
 {
     using Limits = std::numeric_limits<int>;
@@ -44,7 +44,7 @@ int Coordinate(long long value)
 /// Positions in the order of the touches.
 using Places = std::array<tTOUCHXY, CTouchTest::RESULT_SIZE / 4>;
 
-/// Where the images' top left corner goes.
+/// Top left corners of the images.
 Places Targets(long long width, long long height, long long bmpWidth, long long bmpHeight, int margin)
 {
     const int right = Coordinate(width - margin - bmpWidth);

@@ -101,7 +101,7 @@ int CUARTTest::TestTXD(unsigned char* buf)
     return 0;
 }
 
-/// Reads up to one block after a pause; the result of the read.
+/// Reads up to one block after a pause. Returns the result of `read`.
 int CUARTTest::ReadBlock(unsigned char* buf) const
 {
     usleep(READ_PAUSE_US);

@@ -38,7 +38,8 @@ public:
     /// Body of the monitor thread; `object` is the CUARTTest. Ends the calling thread.
     static void* thread_function(void* object);
 
-    /// Writes the 10 bytes at `buf`, once. 0 whatever the write took (it is logged), or -1 when the port is not open.
+    /// Writes the 10 bytes at `buf`, once. 0 however many bytes the write took (logged), or -1 when the port is not
+    /// open.
     int TestTXD(unsigned char* buf);
 
     /// Reads up to 10 bytes every 10 ms, each time to the start of `buf` (10 bytes), until nothing is left. Logs how

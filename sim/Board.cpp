@@ -23,7 +23,7 @@ namespace {
 
 std::atomic<bool> g_isOn = false;
 
-// Whose descriptors are. No lock: every read of the program looks here, also in a child that it has forked.
+// The owner of each descriptor. Without a lock: every read of the program looks here, also in a forked child.
 std::array<std::atomic<Device*>, 65536> g_owners = {};
 
 std::mutex g_metersMutex;
@@ -50,7 +50,7 @@ const std::vector<Device*>& Devices()
     return devices;
 }
 
-/// Of a descriptor that cannot be a device's, null.
+/// The descriptor's entry; null for one that is outside the table.
 std::atomic<Device*>* Owner(int fd)
 {
     return fd >= 0 && static_cast<std::size_t>(fd) < g_owners.size() ? &g_owners[static_cast<std::size_t>(fd)]

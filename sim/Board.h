@@ -19,55 +19,57 @@ void PowerOff();
 
 // Finding a device.
 
-/// The one that owns the path, or null. The path is one that Redirected returned.
+/// The device that owns the path, or null. `path` is a result of Redirected.
 Device* FindDevice(const std::string& path);
-/// The one that the descriptor belongs to, or null.
+/// The device that the descriptor belongs to, or null.
 Device* FindDevice(int fd);
-/// Opens a path of the device, and notes whose the descriptor is. -1 and `errno` when that fails.
+/// Opens a path of the device and records the device as the descriptor's owner. Returns the descriptor, or -1 and
+/// `errno`.
 int OpenDevice(Device& device, const std::string& path, int flags, mode_t mode);
-/// Notes whose a descriptor is: the descriptor, or -1 and `errno` when it is too large.
+/// Records the device as the descriptor's owner. Returns the descriptor; one that is too large is closed, for -1 and
+/// `errno`.
 int Keep(int fd, Device& device);
-/// The descriptor is about to be closed.
+/// Called before the descriptor is closed.
 void Forget(int fd);
 
-/// Where a path leads: another one when it has been redirected.
+/// The path to use in place of `path`: the same, unless it has been redirected.
 std::string Redirected(const std::string& path);
 
-// Calls that concern neither a path nor a descriptor of a device: -1 and `errno` when they fail. A result of nothing
-// leaves the call to the PC.
+// Calls that concern neither a path nor a descriptor of a device. They return -1 and `errno` when they fail, and
+// std::nullopt when the PC has to carry the call out.
 
 int Mount(const std::string& source, const std::string& target, const std::string& type);
 int Unmount(const std::string& target);
 /// Sets the system clock to a time since 1970.
 int SetClock(std::chrono::microseconds time);
-/// Settings have been applied to a terminal, whichever it is.
+/// Called after line settings have been applied to any terminal.
 void LineApplied(int fd, const termios& line);
 
 std::optional<int> OpenSocket(int domain, int type, int protocol);
-/// Of a socket that OpenSocket simulates; a result of nothing for any other.
+/// For a socket that OpenSocket simulates; std::nullopt for any other.
 std::optional<int> SetReceiveTimeout(int fd, std::chrono::microseconds timeout);
 std::optional<long> SendDatagram(int fd, const void* message, std::size_t size, const sockaddr_in& destination);
 std::optional<long> ReceiveDatagram(int fd, void* buffer, std::size_t size, sockaddr_in& source);
-/// What becomes of a request to a descriptor of the PC's that had this result.
+/// The result that the program sees of an `ioctl` request which the PC answered with `result`.
 int FinishRequest(unsigned long request, void* argument, int result);
 
 void OpenLog(const char* identity, int options, int facility);
 void WriteLog(int priority, std::string text);
 void CloseLog();
 
-// Setting the board up for a program of the launcher's.
+// Setting the board up for a program that the launcher runs.
 
 /// From now on the files below /mnt/usb/ are in this folder: in usb/ while a disk is mounted there, else in
 /// root/mnt/usb/.
 void UseFolder(const std::string& folder);
-/// From now on the line settings that are applied to "/dev/ttyS0" are in a file, such as "115200 8N1" or
-/// "9600 7E2 rts/cts".
+/// From now on the line settings applied to "/dev/ttyS0" are written to a file, as in "115200 8N1" or "9600 7E2
+/// rts/cts".
 void LineToFile(const std::string& path);
 /// What instruments at the board would measure is from now on in files of a folder.
 void MetersTo(const std::string& folder);
 /// An instrument of that name now measures this; nothing happens while there is no folder.
 void Meter(const std::string& name, const std::string& reading);
-/// From now on the pixels are in a file that an earlier process made, 4 bytes for each.
+/// From now on the screen's pixels are in a file that an earlier process made, 4 bytes each.
 void UseScreenFile(const std::string& path, int width, int height);
 
 }  // namespace Sim

@@ -43,7 +43,7 @@ int Node::Open(const std::string& /*path*/, int flags, mode_t /*mode*/)
     if (!IsOn() || m_missing) {
         return -ENOENT;
     }
-    // With O_PATH nothing is opened: the descriptor only tells what the path leads to.
+    // O_PATH opens no device: the descriptor only stands for the path.
     return (flags & O_PATH) != 0 ? Real::Open(ANY_DEVICE, flags) : OpenNode(flags);
 }
 

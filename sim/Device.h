@@ -14,7 +14,7 @@ namespace Sim {
 
 class Device;
 
-/// A fault that a device can have: a member of the device, which joins the device's list of faults. Off until Break.
+/// A fault that a device can have. It is a member of the device and adds itself to the device's list. Off until Break.
 class DeviceFault {
 public:
     DeviceFault(Device& device, const char* name, const char* explanation);
@@ -32,8 +32,8 @@ private:
     std::atomic<bool> m_isOn = false;
 };
 
-/// A device, or another part of the board that has a state and faults. Its results are those of the system's calls,
-/// with the negative error number for -1. All operations may be called from any thread.
+/// A device, or another part of the board that has a state and faults. Operations return what the system call returns,
+/// with the negative error number in place of -1. Any thread may call them.
 class Device {
 public:
     Device() = default;
@@ -41,35 +41,35 @@ public:
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
 
-    /// Forgets everything, and is as before the board is switched on.
+    /// Returns to the state before the board is switched on.
     virtual void Reset() = 0;
-    /// The board has been switched on; Reset came before.
+    /// Called when the board is switched on, after Reset.
     virtual void PowerOn() {}
 
-    // By path, of a device that owns some.
+    // By path, for a device that owns paths.
 
     /// True when the path leads to the device.
     [[nodiscard]] virtual bool Owns(const std::string& /*path*/) const { return false; }
-    /// Where calls that ask about the path, such as stat, find what they are to tell.
+    /// The PC's path that calls such as stat examine in place of `path`.
     [[nodiscard]] virtual std::string Behind(const std::string& path) const { return path; }
-    /// The path is about to be made, removed or renamed in the file system. 0, or why it cannot.
+    /// Called before the path is created, removed or renamed in the file system. 0, or the error that refuses it.
     [[nodiscard]] virtual int BeforeChange(const std::string& /*path*/) const { return -EPERM; }
-    /// A new descriptor. Flags and mode are those of `open`.
+    /// Returns a new descriptor. Flags and mode are those of `open`.
     virtual int Open(const std::string& /*path*/, int /*flags*/, mode_t /*mode*/) { return -ENXIO; }
 
     // By descriptor, from Open on.
 
-    /// Nothing leaves the request to what stands behind the descriptor.
+    /// Answers an `ioctl` request; std::nullopt passes it on to the file behind the descriptor.
     virtual std::optional<int> Request(unsigned long /*request*/, void* /*argument*/) { return std::nullopt; }
-    /// 0, or why there is nothing to read.
+    /// Called before a read. 0, or the error that the read fails with.
     virtual int BeforeRead(int /*fd*/) { return 0; }
-    /// The bytes that have been read.
+    /// Called with the bytes that have been read, which it may change.
     virtual void AfterRead(int /*fd*/, unsigned char* /*bytes*/, std::size_t /*count*/) {}
-    /// 0, or why nothing can be written.
+    /// Called before a write. 0, or the error that the write fails with.
     virtual int BeforeWrite(int /*fd*/) { return 0; }
-    /// True when that has to be done for streams as well, which else read and write past the board.
+    /// True when the three calls above are needed for streams as well, which otherwise read and write past the board.
     [[nodiscard]] virtual bool HandlesBytes() const { return false; }
-    /// The program is about to close the descriptor.
+    /// Called before the program closes the descriptor.
     virtual void Close(int /*fd*/) {}
 
     [[nodiscard]] const std::vector<DeviceFault*>& Faults() const { return m_faults; }
@@ -80,24 +80,24 @@ private:
     std::vector<DeviceFault*> m_faults;
 };
 
-/// A device node: there while the board is on and the device is not missing. The PC's own node is never reached.
+/// A device node. It exists while the board is on and the device is not missing. The PC's own node is never reached.
 class Node : public Device {
 public:
-    /// The fault is the one of a missing device.
+    /// `fault` and `explanation` describe the fault of a missing device.
     Node(std::string path, const char* fault, const char* explanation);
 
     [[nodiscard]] bool Owns(const std::string& path) const override { return path == Path(); }
     [[nodiscard]] std::string Behind(const std::string& path) const override;
     int Open(const std::string& path, int flags, mode_t mode) final;
 
-    /// Where calls that ask about a node find one, or none.
+    /// A path for calls such as stat: of a character device, or of nothing.
     static std::string Standing(bool isThere);
 
 protected:
     [[nodiscard]] virtual std::string Path() const { return m_path; }
-    /// Opens the device, which is there.
+    /// Opens the device, which is not missing.
     virtual int OpenNode(int flags);
-    /// What stands behind a device is opened with these flags: neither made nor emptied.
+    /// The flags for opening the file behind a device: without those that create or truncate it.
     static int NodeFlags(int flags);
 
 private:

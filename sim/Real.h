@@ -9,14 +9,14 @@
 
 namespace Sim {
 
-/// The function of that name behind the simulated board.
+/// The function `name` behind the simulated board.
 template <class Function>
 Function* Next(const char* name)
 {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-/// Fails a call with that error number, or succeeds with 0.
+/// Sets `errno` to `error` and returns -1; for 0 only returns 0.
 int Fail(int error);
 
 // Calls that the simulated board makes for itself: neither recorded nor made to fail.

@@ -39,8 +39,8 @@ std::string Variable(const char* name)
     return value != nullptr ? value : "";
 }
 
-/// The launcher names the folder for the board's files, hands on the board's end of the serial line, and tells the
-/// faults to happen.
+/// The launcher passes the folder for the board's files, the board's end of the serial line, and the faults to switch
+/// on.
 void SetUpFromEnvironment()
 {
     const std::string folder = Variable("SIMBOARD_DIR");

@@ -23,13 +23,12 @@
 namespace Sim {
 
 /// Switches the board off, and forgets what was set up and what was seen: redirections, injected faults, recorded
-/// calls, log lines and applied line settings. What stays: serial ports, as long as their objects do, and the log's
-/// file.
+/// calls, log lines and applied line settings. Serial ports stay as long as their objects, and so does the log's file.
 void Reset();
 
 // The system log. It is always captured: a machine without a log daemon prints every line on its console.
 
-/// A line as it reached the system log, with what the log was opened with at that moment.
+/// A line as it reached the system log, with the settings that the log was open with.
 struct LogLine {
     std::string identity;  ///< empty when the log was not open
     int options;
@@ -38,7 +37,7 @@ struct LogLine {
     std::string text;
 };
 
-/// The captured lines so far, which are then forgotten.
+/// Returns and clears the captured lines.
 std::vector<LogLine> TakeLog();
 /// True between openlog and closelog.
 bool IsLogOpen();
@@ -48,7 +47,8 @@ void LogToFile(const std::string& path);
 // Faults.
 
 /// The libc functions that can be made to fail, and are recorded. 64-bit and checked variants count as the function
-/// itself, umount as umount2. A file that is opened with fopen meanwhile is read and written with read and write.
+/// itself, umount as umount2. A file opened with fopen while a fault waits or calls are recorded goes through read and
+/// write.
 inline constexpr const char* CALLS[] = {"open",    "close",    "read",    "write",        "lseek",
                                         "ioctl",   "mmap",     "munmap",  "select",       "tcsetattr",
                                         "tcflush", "mount",    "umount2", "socket",       "setsockopt",
@@ -59,9 +59,9 @@ struct Fault {
     std::string call;                  ///< one of CALLS
     long result = -1;                  ///< what the call returns
     int error = 0;                     ///< its `errno`
-    std::optional<std::size_t> limit;  ///< carry the call out, with at most so many bytes (read, write)
-    int after = 0;                     ///< let so many calls through first
-    int times = 1;                     ///< then hit so many
+    std::optional<std::size_t> limit;  ///< carry the call out with at most this many bytes (read, write)
+    int after = 0;                     ///< calls to let through first
+    int times = 1;                     ///< calls to hit after those
 
     // These throw std::invalid_argument for a call that is none of CALLS.
     static Fault Fails(std::string call, int error);
@@ -71,8 +71,8 @@ struct Fault {
     Fault& Times(int calls);
 };
 
-/// Adds a fault. When several wait for the same function, one is used up after the other. Throws std::invalid_argument
-/// when `call` is none of CALLS.
+/// Adds a fault. Faults of the same function take effect one after the other. Throws std::invalid_argument when `call`
+/// is none of CALLS.
 void Inject(const Fault& fault);
 
 // Calls.
@@ -80,7 +80,7 @@ void Inject(const Fault& fault);
 /// One call of one of CALLS.
 struct Call {
     std::string name;
-    int fd;  ///< the descriptor it was given; -1 when it takes none, for select the number of descriptors looked at
+    int fd;  ///< the descriptor it was given; for select its first argument; -1 when it takes none
     /// open, mount, umount2: flags; read, write, sendto, recvfrom, mmap, munmap: size; lseek: offset; ioctl: request;
     /// tcsetattr: action; tcflush: queue; socket: type; setsockopt: option; else 0
     std::int64_t argument;
@@ -96,7 +96,8 @@ public:
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
 
-    /// The calls so far, in order; `name` selects one of CALLS, and throws std::invalid_argument for any other.
+    /// The calls so far, in order. `name` selects those of one function; any that is none of CALLS throws
+    /// std::invalid_argument.
     [[nodiscard]] std::vector<Call> Calls(const std::string& name = "") const;
 };
 
@@ -106,7 +107,7 @@ public:
 std::optional<termios> AppliedLine();
 
 /// A serial port of the board, from construction to destruction: a pseudo-terminal whose far end the station opens. As
-/// on a real line, nobody notices when the station comes or goes.
+/// on a real line, the board does not notice when the station opens or closes it.
 class SerialPort {
 public:
     /// `device` is the path that the program under test opens.
@@ -138,20 +139,20 @@ void Redirect(const std::string& path, const std::string& to);
 /// redirections and applied line settings are forgotten.
 void PowerOn();
 
-/// Makes a fault of the board happen from now on, until it is switched on or off; throws std::invalid_argument for a
-/// name that BoardFaults does not have.
+/// Switches a fault on, until the board is switched on or off. Throws std::invalid_argument for a name that BoardFaults
+/// does not have.
 void Break(const std::string& fault);
 
 /// A fault of the board.
 struct BoardFault {
     const char* name;
-    const char* explanation;  ///< one line, with what no check can tell
+    const char* explanation;  ///< one line, which also says so when no check can tell
 };
 
 /// Every fault of the board, device by device.
 std::vector<BoardFault> BoardFaults();
 
-/// What the outputs are: 16 lines, bit n of byte n / 8. Each is wired to the input of its number.
+/// The state of the 16 outputs: bit n of byte n / 8. Each is wired to the input of its number.
 std::array<unsigned char, 2> Outputs();
 /// What the PWM outputs are set to, 0 to 3.
 int Pwm();
@@ -164,7 +165,7 @@ std::vector<rtc_time> RtcRecords();
 std::optional<std::chrono::microseconds> SystemClock();
 
 /// Gives "/dev/fb0" a black screen of that size in pixels, 1 to MAX_SCREEN_SIDE each, instead of 800 x 480; throws
-/// std::invalid_argument for any other. Who has opened it before keeps the former screen.
+/// std::invalid_argument for any other. A program that opened it before keeps the former screen.
 void SetScreenSize(int width, int height);
 inline constexpr int MAX_SCREEN_SIDE = 8192;
 /// A copy of the pixels on the screen, row by row from the top: 0x00RRGGBB, the top byte as the program wrote it.
@@ -181,22 +182,22 @@ struct TouchSample {
     int y;
     int pressure;  ///< 1 to 255; 0 lifts the finger, at no position
 };
-/// The finger moves: the program reads the samples at once or, while the panel is not open, as soon as it is. What it
-/// has not read when it closes the panel is dropped.
+/// Moves the finger. The program can read the samples at once or, when the panel is closed, after opening it. Closing
+/// the panel drops the samples that were not read.
 void Touch(const std::vector<TouchSample>& samples);
 /// From now on an operator touches each target as it appears. He remembers the screen when the panel is opened. While
-/// the program waits in a read of the panel with nothing to read, he looks for pixels that have changed colour since he
-/// last remembered the screen, not counting those inside the box he touched last; he touches the middle of the box
-/// around them, and remembers the screen anew.
+/// the program waits in a read of the panel, he compares the screen with the one he remembers. He ignores changes
+/// inside the box that he touched last. He touches the middle of the box around the other changes, and remembers the
+/// screen anew.
 void UseOperator();
 
 enum class Disk { ABSENT, WHOLE, PARTITIONED, UNFORMATTED };
 /// Plugs a disk in (index 0 to 2).
 void PlugIn(int index, Disk disk);
-/// What is mounted where: targets to sources.
+/// The mounts, from target to source.
 std::map<std::string, std::string> Mounts();
 
-/// The datagrams sent through simulated raw sockets: destination, and the message behind the IPv4 header.
+/// The datagrams sent through simulated raw sockets: destination, and the message after the IPv4 header.
 struct Datagram {
     std::string destination;
     std::vector<unsigned char> message;

@@ -40,7 +40,7 @@ tcflag_t ControlFlags(int stopBits, int parity, bool flowControl)
     return flags;
 }
 
-/// Tells the event bus of an exception that a command handler let out.
+/// Reports an exception of a command handler to the event bus.
 void ReportException(Ostrel::Event::EventHandler& handler, const char* what)
 {
     Ostrel::Event::EventMessage report;
@@ -171,8 +171,8 @@ int CUARTMgr::OnRecvMessage(Ostrel::Event::EventMessage* message)
         default:
             break;
         }
-    } catch (const Ostrel::Common::Exception* exception) {  // belongs to the framework
-        // The text is fixed, though nothing here is a web server.
+    } catch (const Ostrel::Common::Exception* exception) {  // the framework owns it
+        // A fixed text, although nothing here is a web server.
         std::printf("[WebServer::Run] Exception: [%s]\n", exception->GetMessage());
         std::fflush(stdout);
         ReportException(*handler, exception->GetMessage());

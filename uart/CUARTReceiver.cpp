@@ -108,7 +108,7 @@ int CUARTReceiver::Stop()
 
 int CUARTReceiver::Run()
 {
-    const RunMonitor::Scope scope(*m_runs);  // its end tells whoever waits that this object may be destroyed
+    const RunMonitor::Scope scope(*m_runs);  // its end tells the waiting thread that this object may be destroyed
     const StopAtEnd stop{*this};
     BlockSignals();
     s_stRecvHdr = {};
@@ -129,7 +129,7 @@ int CUARTReceiver::Run()
     return 0;
 }
 
-/// Waits for input at `fd`, which fits an fd_set: the descriptor to read from, 0 when there is none in time, -1 when
+/// Waits for input at `fd`, which fits an fd_set. Returns the descriptor to read from, 0 after a timeout, -1 when
 /// waiting fails.
 int CUARTReceiver::WaitReadable(int fd)
 {
@@ -145,7 +145,7 @@ int CUARTReceiver::WaitReadable(int fd)
     return FitsSelect(current) && FD_ISSET(current, &readable) ? current : 0;
 }
 
-/// Reads one frame and posts what became of it.
+/// Reads one frame and posts the outcome.
 void CUARTReceiver::ReceiveFrame(int fd)
 {
     s_nRecvError = ReceivePacket(fd, &s_stRecvHdr, &s_stRecvTail, s_byRecvBody);

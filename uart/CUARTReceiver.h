@@ -36,8 +36,8 @@ public:
 
     /// Starts the thread on an open, non-blocking descriptor below FD_SETSIZE, which stays the caller's. Waits for an
     /// earlier thread that has been told to stop. 0, or -1 when the thread cannot be started, for a descriptor that
-    /// does not fit, and on the receive thread itself. While a thread is running, -1 as well, and that thread ends: a
-    /// second `Start` ends the running link.
+    /// does not fit, and on the receive thread itself. A second `Start` while the thread is running also returns -1,
+    /// and ends that thread and with it the link.
     int Start(int fd);
 
     /// Tells the thread to stop and returns; the thread ends within 300 ms, or after the frame in progress. Always 0.
@@ -60,7 +60,7 @@ public:
     /// 0 when the XOR of header and 26 body bytes is the tail's checksum, else -1.
     int IsValidChecksum(UART_HDR_T* header, UART_TAIL_T* tail, unsigned char* body);
 
-    /// Does nothing and returns 0: the receiver itself only sends.
+    /// Does nothing and returns 0: the receiver sends events and receives none.
     int OnRecvMessage(Ostrel::Event::EventMessage* message) override;
 
 protected:

@@ -7,7 +7,7 @@ from virtboard.machine import HEIGHT, WIDTH, Machine
 from virtboard.picture import Picture
 
 SETTLED_SECONDS = 0.25  # the kernel hands what is drawn to the display in parts, 0.05 seconds apart
-LARGEST_TARGET = 200  # pixels, width and height; what changes more than that is another picture
+LARGEST_TARGET = 200  # pixels, width and height; a larger change is another picture
 
 
 class Box(NamedTuple):
@@ -31,7 +31,7 @@ class Operator:
     def __init__(self, machine: Machine):
         self.touched: list[tuple[int, int]] = []
         self._machine = machine
-        self._known = Picture(WIDTH, HEIGHT, bytes(WIDTH * HEIGHT * 3))  # what no target is on
+        self._known = Picture(WIDTH, HEIGHT, bytes(WIDTH * HEIGHT * 3))  # the display without a target
         self._last_target: Optional[Box] = None
         self._last_look = self._known
         self._changed_at = time.monotonic()
@@ -55,7 +55,7 @@ class Operator:
 
 
 def changed_box(before: Picture, after: Picture, without: Optional[Box] = None) -> Optional[Box]:
-    """What encloses the pixels that differ, those inside of `without` not counted."""
+    """The smallest box around the pixels that differ, ignoring those inside `without`."""
     rows = [(y, *_changed_columns(before, after, y, without)) for y in range(after.height)
             if before.row(y) != after.row(y)]
     rows = [row for row in rows if row[1] <= row[2]]

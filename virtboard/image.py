@@ -1,4 +1,4 @@
-"""The board's root file system, which stands in memory: drivers, libraries, our programs and the board's own scripts."""
+"""The board's initramfs: drivers, libraries, our programs and the board's own scripts."""
 
 import shutil
 import subprocess
@@ -19,7 +19,7 @@ LIBRARIES = [
 
 def build(with_unit_tests: bool = False) -> Path:
     """Builds whatever is missing and returns the file system as a cpio archive. The unit tests' programs, and the files
-    that they read, lie where they are on this host."""
+    that they read, have the same paths as on this host."""
     kernel.fetch()
     sysroot = packages.sysroot("armhf")
     module = kernel.build_module()
@@ -88,7 +88,7 @@ def _add_unit_tests(tree: Path) -> None:
 
 
 def _add_touch_panel_settings(tree: Path) -> None:
-    """The panel reports units of its own, which /etc/pointercal makes pixels of the display."""
+    """The panel reports units of its own; /etc/pointercal converts them to pixels of the display."""
     settings = (REPOSITORY / "sim/ts.conf").read_text()
     (tree / "etc/ts.conf").write_text(f"{settings}\nmodule linear\n")
 

@@ -16,13 +16,13 @@ DRIVERS = [
     "virtio_pci", "virtio_console", "virtio_gpu", "virtio_net", "xhci_pci", "usb_storage", "sd_mod", "vfat", "nls_cp437",
     "nls_ascii", "usbhid", "hid_generic", "evdev",
 ]
-OTHER_PROCESSORS = {"crct10dif-arm-ce"}  # what only processors with further instructions load
+OTHER_PROCESSORS = {"crct10dif-arm-ce"}  # modules for instructions that the board's processor lacks
 
 
 def fetch() -> None:
-    """Has Debian's kernel, its headers and busybox in FOLDER."""
+    """Downloads Debian's kernel, its headers and busybox into FOLDER, unless they are there."""
     if packages.unpack("armhf", FOLDER, _choose, "kernel, headers, busybox"):
-        # The headers' makefile names their common part by its place in an installed system.
+        # The headers' makefile includes their common part by its installed path.
         makefile = next(FOLDER.glob("usr/src/linux-headers-*-armmp/Makefile"))
         makefile.write_text(makefile.read_text().replace("include /usr", f"include {FOLDER}/usr"))
 

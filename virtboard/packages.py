@@ -40,7 +40,7 @@ class Apt:
         self._options = [f"-o={key}={value}" for key, value in settings.items()]
 
     def update(self) -> None:
-        """Fetches the package lists. One that is momentarily unavailable may be one that is not needed."""
+        """Fetches the package lists. Goes on without a list that is unavailable: it may not be needed."""
         update = subprocess.run(["apt-get", *self._options, "-qq", "update"], check=False, text=True,
                                 stderr=subprocess.PIPE)
         if update.returncode != 0:
@@ -68,8 +68,8 @@ class Apt:
 
 
 def unpack(architecture: str, folder: Path, choose: Callable[[Apt], list[str]], stamp: str) -> bool:
-    """Has the packages that `choose` names unpacked in `folder`. False, and no network is used, when they are there
-    already: as long as `stamp`, which says what is wanted, stays the same."""
+    """Unpacks the packages that `choose` names into `folder` and returns True. When that was done before with the same
+    `stamp`, which says what is wanted, returns False and does not use the network."""
     done = folder.with_suffix(".stamp")
     if done.exists() and done.read_text() == stamp:
         return False

@@ -10,7 +10,7 @@ class LoopbackPlug:
     def __init__(self, line: socket.socket):
         self._line = line
         self.is_in = True
-        self.received = b""  # all that came, plugged in or not
+        self.received = b""  # all bytes so far, plugged in or not
         threading.Thread(target=self._echo, daemon=True).start()
 
     def _echo(self) -> None:

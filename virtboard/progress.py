@@ -18,7 +18,7 @@ def step(what: str) -> None:
 
 
 def build(*command, **options) -> None:
-    """Runs a build by Ninja that must succeed: every few seconds it says how far it is, and at once what compilers say."""
+    """Runs a Ninja build that must succeed. Prints its progress every few seconds, and compilers' messages at once."""
     with subprocess.Popen(command, env=ENVIRONMENT, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           **options) as process:
         told = time.monotonic()

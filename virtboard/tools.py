@@ -19,5 +19,5 @@ def run(*command, **options) -> subprocess.CompletedProcess:
 
 
 def output_of(*command) -> str:
-    """What a tool prints that must succeed."""
+    """The standard output of a tool that must succeed."""
     return run(*command, text=True, stdout=subprocess.PIPE).stdout

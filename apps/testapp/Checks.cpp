@@ -31,8 +31,8 @@ using Request = const unsigned char*;
 /// A buffer for the status driver, which defines how much of it is used.
 using DriverRecord = std::array<unsigned char, 32>;
 
-/// The text that follows byte 0. Nothing when it is empty, is not printable, or does not end with a zero byte, which
-/// means that it was cut off.
+/// The text that follows byte 0. std::nullopt when it is empty or not printable, or was cut off and so does not end
+/// with a zero byte.
 std::optional<std::string> Text(Request request)
 {
     const Request start = request + 1;
@@ -157,7 +157,7 @@ Reply ReadClock()
     return reply;
 }
 
-/// True when the six values, year since 2000 to second, are a time of the calendar.
+/// True when the six values, from year since 2000 to second, are a valid date and time.
 bool IsTime(const unsigned char* values)
 {
     tm time = {};

@@ -23,7 +23,7 @@ struct Size {
     int height;
 };
 
-/// The size of the screen in pixels; nothing when the display does not tell it.
+/// The size of the screen in pixels; std::nullopt when the display does not report it.
 std::optional<Size> ScreenSize()
 {
     const Descriptor display(open("/dev/fb0", O_RDWR | O_CLOEXEC));
@@ -34,7 +34,7 @@ std::optional<Size> ScreenSize()
     return Size{static_cast<int>(screen.xres), static_cast<int>(screen.yres)};
 }
 
-/// Makes the whole screen ready to be drawn on. False when the display cannot be used.
+/// Prepares the whole screen for drawing. False when the display cannot be used.
 bool Open(IOCTL::CFBLib& display, const Size& screen)
 {
     constexpr int BITS_PER_PIXEL = 32;

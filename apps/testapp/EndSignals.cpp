@@ -16,7 +16,8 @@ namespace TestApp {
 
 namespace {
 
-/// What ends the application waits for the check in progress, which may itself be waiting for somebody: not for long.
+/// Ends the application when it has not ended by itself soon after a signal: a check in progress may be waiting for a
+/// person.
 void EndSoon(const sigset_t& signals, int arrived)
 {
     int signal = 0;

@@ -29,7 +29,7 @@ constexpr int CANNOT_BE_WRITTEN = 1;  // result code of FileVerify
 /// True from before the disk is mounted until it is unmounted.
 std::atomic<bool> g_isInUse{false};
 
-/// A USB disk at the mount point, from construction to destruction, and not beyond std::quick_exit.
+/// A USB disk, mounted from construction to destruction. std::quick_exit unmounts it as well.
 class MountedDisk {
 public:
     MountedDisk()
@@ -74,8 +74,8 @@ bool IsOnDisk(const fs::path& path)
     return !disk.empty() && std::mismatch(disk.begin(), disk.end(), file.begin(), file.end()).first == disk.end();
 }
 
-/// True for a regular file, and for a path where there is nothing. Opens nothing: that alone may block, or set a device
-/// going.
+/// True for a regular file, and for a path where there is nothing. Opens nothing: opening alone may block, or start a
+/// device.
 bool CanBeFile(const std::string& path)
 {
     const Descriptor found(open(path.c_str(), O_PATH | O_CLOEXEC));

@@ -25,7 +25,7 @@ std::string Line::Open()
     if (!m_watch.IsValid()) {
         return std::strerror(errno);
     }
-    // The manager takes any file for a serial port, and would write frames into it.
+    // The manager would open any file as a serial port and write frames into it.
     if (isatty(m_watch.Get()) == 0) {
         m_watch.Reset();
         return "it is not a serial port";
@@ -42,7 +42,7 @@ void Line::Keep(int end)
 {
     while (AwaitHangUp(end)) {
         std::fprintf(stderr, "testapp: the line on %s is gone\n", m_settings.port.c_str());
-        // A check in progress still answers here, on the line that is gone. A late reply never reaches the next one.
+        // A check in progress still answers on the line that is gone. So a late reply never reaches the next line.
         m_manager.Close();
         m_watch.Reset();
         if (!OpenAgain(end)) {

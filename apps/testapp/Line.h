@@ -25,7 +25,7 @@ public:
     /// The manager outlives the last call.
     Line(UART::CUARTMgr& manager, LineSettings settings);
 
-    /// Opens the port. Returns why it cannot be used, or nothing.
+    /// Opens the port. Returns an empty text, or why the port cannot be used.
     std::string Open();
 
     /// Keeps the open port open until the descriptor `end` is readable. When the line is gone, closes the port, which

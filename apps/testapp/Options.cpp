@@ -16,7 +16,7 @@ namespace TestApp {
 
 namespace {
 
-/// Where the images of the touch test are, built and installed alike.
+/// The folder of the touch test's images, in the build tree and when installed.
 std::string DefaultImages()
 {
     std::error_code withoutProc;

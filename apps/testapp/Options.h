@@ -18,7 +18,7 @@ struct Options {
 /// wrong options, with a message on standard error.
 std::optional<int> Parse(int argc, char** argv, Options& options);
 
-/// Why one of the images in a folder cannot be read, or nothing.
+/// An empty text, or why one of the images in a folder cannot be read.
 std::string CheckImages(const std::string& folder);
 
 }  // namespace TestApp

@@ -16,7 +16,7 @@ using TestApp::CommandHost;
 using TestApp::Line;
 using UART::CUARTMgr;
 
-/// Makes everything ready for commands; false, with a message, when that fails.
+/// Prepares everything for commands. False, with a message, when that fails.
 bool Start(CommandHost& host, Line& line, const std::string& port)
 {
     if (Common::Event::CEventRoute::Register(&host, "0x1") != 0) {

@@ -1,8 +1,7 @@
 // Benchmarks of the display: against the C library, pixman and SDL2 doing the same work on the same pixels. Where a
 // peer has no such operation its closest one takes part: pixman dims with 255ths and blends black over the screen, and
 // for a colour key its image has alpha channels instead; SDL2 dims with its software renderer. Before it is timed, each
-// contestant draws once, and the pictures are compared. The rows of DrawBmp are without its log lines, but for the
-// last.
+// contestant draws once, and the pictures are compared. The rows of DrawBmp exclude its log lines, except the last row.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -38,7 +37,7 @@ void Expect(bool condition, const char* what)
     }
 }
 
-/// Who does the same work as the library.
+/// Another library, doing the same work.
 struct Peer {
     std::string name;
     std::function<void()> work;
@@ -74,7 +73,7 @@ void Print(const std::string& name, double time, const std::vector<Peer>& peers,
 using PixmanImage = std::unique_ptr<pixman_image_t, decltype(&pixman_image_unref)>;
 using Surface = std::unique_ptr<SDL_Surface, decltype(&SDL_FreeSurface)>;
 
-/// A screen, an image of its size with a quarter of its pixels in the key colour, and what draws the one on the other.
+/// A screen, an image of its size with a quarter of its pixels in the key colour, and the contestants that draw it.
 class Display {
 public:
     Display(int width, int height)
@@ -214,7 +213,7 @@ private:
         return {m_screen, m_screen + Pixels()};
     }
 
-    /// Seconds of the works, the library's first, after a look at what the peers draw.
+    /// Seconds of each work, the library's first. First compares what the peers draw.
     [[nodiscard]] std::vector<double> Times(const std::string& name, std::vector<std::function<void()>> works,
                                             const std::vector<Peer>& peers) const
     {
@@ -232,9 +231,9 @@ private:
         Print(name, times[0], peers, {times.begin() + 1, times.end()});
     }
 
-    /// Draws the image over the whole screen. The log lines, here kept in memory, are taken off: what they take is
-    /// measured behind the first peer's work, which leaves the caches as drawing does. Drawing off the screen writes
-    /// the log lines alone.
+    /// Draws the image over the whole screen. The log lines stay in memory, and their time is subtracted. Drawing
+    /// off-screen, which only writes the log lines, measures that time. It comes after the first peer's work, which
+    /// leaves the caches as drawing does.
     void DrawRow(const std::string& name, const tBMP& image, const std::vector<Peer>& peers)
     {
         const auto draw = [&](int x) {

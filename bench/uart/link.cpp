@@ -1,4 +1,4 @@
-// Benchmarks of the serial test link: against the ceiling of its pauses, the system log's own calls, a plain loop.
+// Benchmarks of the serial test link: against the limit set by its pauses, the system log's own calls, a plain loop.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -58,7 +58,7 @@ void Expect(bool condition, const char* what)
     }
 }
 
-/// Seconds of the pauses that one frame cannot do without.
+/// Seconds that the pauses of one frame take.
 double FramePauses()
 {
     return PAUSES_PER_FRAME * Bench::TimeCalls([] { usleep(10000); }, 100);

@@ -1,4 +1,4 @@
-// What differs from one framework to the next. A port to another framework edits this file and no other.
+// Calls that differ from one framework to the next. A port to another framework edits this file and no other.
 #pragma once
 
 #include "ostrel/EventHost.h"

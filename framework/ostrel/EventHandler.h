@@ -24,9 +24,9 @@ public:
     EventHandler(const EventHandler&) = delete;
     EventHandler& operator=(const EventHandler&) = delete;
 
-    /// Enters a host under the name it carries. 0, or -1 for null, a host that is registered or a name in use.
+    /// Registers a host under its name. 0, or -1 for null, a host that is registered or a name in use.
     int Register(EventHost* host);
-    /// Takes a host out, which may be destroyed already. 0, or -1 for a host that is not registered.
+    /// Unregisters a host, which may already be destroyed. 0, or -1 for a host that is not registered.
     int UnRegister(EventHost* host);
     /// The identifier, from 1 on, of the host registered under that name; -1 for an unknown name or null.
     int FindHostID(const char* name);

@@ -9,7 +9,7 @@ namespace Ostrel::Event {
 
 class EventMessage;
 
-/// Somebody who can be registered on the event bus. A host that is destroyed leaves the bus by itself.
+/// A receiver that can be registered on the event bus. A host's destructor unregisters it.
 class EventHost {
 public:
     EventHost() = default;
@@ -17,7 +17,7 @@ public:
     EventHost& operator=(const EventHost&) = delete;
     virtual ~EventHost();
 
-    /// Called for each message to this host, on the thread of whoever sends it.
+    /// Called for each message to this host, on the sender's thread.
     virtual int OnRecvMessage(EventMessage* message) = 0;
 
     /// The name to be registered under. Changing it later does not change the registration.

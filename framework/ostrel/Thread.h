@@ -17,10 +17,10 @@ public:
     /// Does not wait: a class that derives from this one makes sure that `Run` is over before it is destroyed.
     virtual ~Thread();
 
-    /// Starts a thread that calls `Run`, and clears the stop flag before it returns. Non-zero when it was started, 0
-    /// when not: the system has no thread to give, or the earlier one is still at work. An earlier thread that has been
-    /// told to stop is waited for. An exception that leaves `Run` is reported on standard error and ends that thread
-    /// only.
+    /// Starts a thread that calls `Run`, and clears the stop flag before it returns. First waits for an earlier thread
+    /// that has been told to stop. Non-zero when the thread was started; 0 when the system refuses another thread, or
+    /// the earlier one is still at work. An exception that leaves `Run` is reported on standard error and ends that
+    /// thread only.
     int Start();
 
     /// Sets the stop flag, which `Run` has to look at; with `wait`, returns once the thread has ended.

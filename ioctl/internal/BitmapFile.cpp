@@ -19,7 +19,7 @@ namespace {
 
 constexpr auto OPERATION = "CreateBitmap";  // in log lines
 
-// The headers of a BMP file: their sizes, and where the fields that are used stand in them, all little-endian.
+// Sizes of a BMP file's headers, and offsets of the fields used, all little-endian.
 constexpr std::size_t FILE_HEADER_SIZE = 14;
 constexpr std::size_t INFO_HEADER_SIZE = 40;
 constexpr std::size_t BF_OFF_BITS = 10;
@@ -29,7 +29,8 @@ constexpr std::size_t BI_BIT_COUNT = 14;
 
 constexpr std::int64_t MAX_BITMAP_PIXELS = 64 << 20;
 
-/// Gives the record a buffer for its size, null for an empty image. False when it is too large or memory is short.
+/// Allocates the record's pixels for its size; null for an empty image. False when the image is too large or memory is
+/// short.
 bool AllocatePixels(tBMP& bmp)
 {
     if (bmp.nWidth < 1 || bmp.nHeight < 1) {

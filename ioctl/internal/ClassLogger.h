@@ -5,7 +5,7 @@
 
 namespace IOCTL {
 
-/// A logger named after its class, which has written the first line of an object.
+/// A logger named after its class. It has already written the object's first line.
 inline Common::Logger::CFileLogger ClassLogger(const char* name)
 {
     Common::Logger::CFileLogger logger(name);

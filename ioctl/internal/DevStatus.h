@@ -16,10 +16,11 @@ inline constexpr unsigned long DEV_STATUS_GPI = 0x441;         ///< gives the di
 inline constexpr unsigned long DEV_STATUS_PWM = 0x442;         ///< takes the PWM setting, bits 0 and 1 of byte 0
 inline constexpr unsigned long DEV_STATUS_HW_VERSION = 0x443;  ///< gives the version, bit 0 of the bytes 0 to 2
 
-/// A record of the driver, which defines its size: large enough, and cleared so that nothing undefined is passed.
+/// A buffer large enough for each of the driver's records. Cleared before use, so that the driver never sees undefined
+/// bytes.
 using DevStatusRecord = std::array<unsigned char, 32>;
 
-/// Opens the driver's device into `fd` unless that is open, which is a value above 0. 0, or -1 after logging `error`.
+/// Opens the driver's device into `fd`, unless `fd` is above 0, which means open. 0, or -1 after logging `error`.
 int OpenDevStatus(int& fd, Common::Logger::CFileLogger& logger, const char* error);
 
 /// Closes `fd` if it is above 0 and makes it -1.

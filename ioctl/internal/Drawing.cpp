@@ -11,10 +11,10 @@ namespace IOCTL {
 
 namespace {
 
-/// The part of an image that falls on the screen, in one direction.
+/// The visible part of an image in one direction.
 struct Visible {
-    std::int32_t skip;   // what is left out in front
-    std::int32_t first;  // where it begins on the screen
+    std::int32_t skip;   // pixels left out in front
+    std::int32_t first;  // its first pixel on the screen
     std::int32_t count;  // 0 when there is none
 };
 
@@ -36,7 +36,7 @@ bool CanBeDrawn(const tBMP& bmp)
     return bmp.pData != nullptr && hasBackground && passesKey;
 }
 
-/// Draws a row of pixels as they are, but for those of the key colour.
+/// Copies a row of pixels, except those of the key colour.
 void CopyRow(std::uint32_t* to, const std::uint32_t* pixels, std::size_t count, const tBMP& bmp)
 {
     if (bmp.nKeyMode == 1) {
@@ -46,7 +46,7 @@ void CopyRow(std::uint32_t* to, const std::uint32_t* pixels, std::size_t count, 
     }
 }
 
-/// Draws a row of pixels blended with their background, but for those of the key colour.
+/// Draws a row of pixels blended with their background, except those of the key colour.
 void BlendRow(const Screen& screen, std::size_t place, const std::uint32_t* pixels, std::size_t count, const tBMP& bmp)
 {
     std::array<std::uint32_t, Pixels::RUN> colour;
@@ -83,7 +83,7 @@ void DrawBitmap(const Screen& screen, int x, int y, const tBMP& bmp)
     const bool isBlended = (bmp.nKeyMode != 0 || bmp.nBgMode != 0) && bmp.nAlpha < 256;
     auto count = static_cast<std::size_t>(columns.count);
     std::int32_t drawn = rows.count;
-    if (columns.count == bmp.nWidth && columns.count == screen.width) {  // no gaps: all rows are one
+    if (columns.count == bmp.nWidth && columns.count == screen.width) {  // no gaps between rows: draw them as one
         count *= static_cast<std::size_t>(drawn);
         drawn = std::min(drawn, 1);
     }

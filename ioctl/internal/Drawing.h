@@ -7,7 +7,7 @@
 
 namespace IOCTL {
 
-/// A screen in memory, rows without gaps, and how much of it may be drawn on: its left columns and its upper rows.
+/// A screen in memory, without gaps between rows. Drawing is limited to its first `columns` and `rows`.
 struct Screen {
     std::uint32_t* pixels;
     std::int32_t width;  ///< pixels per row
@@ -15,7 +15,7 @@ struct Screen {
     std::int32_t rows;
 };
 
-/// Draws what `CFBLib::DrawBmp` describes. Without columns or rows `pixels` is not used.
+/// Draws what `CFBLib::DrawBmp` describes. `pixels` is not used when there are no columns or no rows.
 void DrawBitmap(const Screen& screen, int x, int y, const tBMP& bmp);
 
 }  // namespace IOCTL

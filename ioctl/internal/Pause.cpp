@@ -16,7 +16,7 @@ void PauseOneSecond()
     while (isCut && Clock::now() < end) {
         errno = 0;
         const unsigned int left = sleep(1);
-        isCut = left > 0 || errno == EINTR;  // less than a whole second left is returned as 0
+        isCut = left > 0 || errno == EINTR;  // sleep returns 0 when less than a second is left
     }
 }
 

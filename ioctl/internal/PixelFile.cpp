@@ -34,8 +34,8 @@ bool PixelFile::ReadRow(std::uint32_t* pixels, std::size_t count)
     return SkipPadding(count * PIXEL_BYTES);
 }
 
-/// Reads what there is of a pixel that the end of the file cuts. The pixels behind it are not touched: their memory is
-/// never used.
+/// Completes a pixel that the end of the file cuts. Later pixels are not touched, so their memory pages are never
+/// allocated.
 void PixelFile::ReadLast(std::uint32_t* pixel)
 {
     if (m_begin < m_end) {
@@ -54,7 +54,7 @@ bool PixelFile::SkipPadding(std::size_t rowBytes)
     return isRead;
 }
 
-/// Reads on until at least so many bytes are at hand or the file ends.
+/// Reads until at least `least` bytes are buffered or the file ends.
 bool PixelFile::Fetch(std::size_t least)
 {
     if (m_end - m_begin >= least || m_hasEnded) {

@@ -7,13 +7,13 @@
 
 namespace IOCTL {
 
-/// Reads rows of 3-byte pixels, each padded to a multiple of 4 bytes, from where a descriptor stands.
+/// Reads rows of 3-byte pixels from a descriptor's current position. Each row is padded to a multiple of 4 bytes.
 class PixelFile {
 public:
     explicit PixelFile(int fd) : m_fd(fd) {}
 
-    /// Fills a row. Where the file ends, pixels that lie behind its end are left as they are; of a pixel that it cuts,
-    /// the missing bytes become 0. False when a read fails, with its `errno`.
+    /// Fills a row. Pixels beyond the end of the file are left alone; missing bytes of a pixel that the end cuts become
+    /// 0. False when a read fails, with its `errno`.
     bool ReadRow(std::uint32_t* pixels, std::size_t count);
 
 private:

@@ -1,5 +1,5 @@
-// The loops over pixels. They work on single bytes, one for each channel, with 16-bit products: every vector unit
-// multiplies eight or more of these at a time. The top byte of a pixel is worked on like a channel, then cleared.
+// Loops over pixels. They work on single bytes, one per channel, with 16-bit products: every vector unit multiplies
+// eight or more of these at a time. The top byte of a pixel is processed like a channel, then cleared.
 #include "ioctl/internal/Pixels.h"
 
 #include <algorithm>
@@ -65,7 +65,7 @@ void CopyExcept(std::uint32_t* to, const std::uint32_t* layer, const std::uint32
                 std::uint32_t key)
 {
     for (std::size_t i = 0; i < count; ++i) {
-        const std::uint32_t kept = to[i];  // always read: compilers make no vector of a load under a condition
+        const std::uint32_t kept = to[i];  // unconditional: compilers do not vectorise a conditional load
         const std::uint32_t drawn = layer[i];
         to[i] = pixels[i] == key ? kept : drawn;
     }

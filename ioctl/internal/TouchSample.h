@@ -1,5 +1,5 @@
 // Reading the touch panel. On 32-bit systems the time stamp in tslib's record has the size that tslib was built with,
-// mostly 32 bits, while everything else here has 64: only this header's source knows of it.
+// mostly 32 bits. Everything else here uses 64-bit time. Only this header's source depends on tslib's size.
 #pragma once
 
 struct tsdev;
@@ -15,7 +15,7 @@ struct TouchSample {
     long microseconds;
 };
 
-/// Reads one sample, waiting for it. False when the panel cannot be read.
+/// Waits for one sample and reads it. False when the panel cannot be read.
 bool ReadTouchSample(tsdev* device, TouchSample& sample);
 
 }  // namespace IOCTL

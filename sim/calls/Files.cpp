@@ -202,7 +202,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
         Sim::Next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
     const long result = Sim::Intercept("pthread_create", -1, 0,
                                        [&](Sim::Limit /*limit*/) { return next(thread, attributes, body, argument); });
-    return result == -1 ? errno : static_cast<int>(result);  // this one returns its error number
+    return result == -1 ? errno : static_cast<int>(result);  // pthread_create returns its error number
 }
 
 }  // extern "C"

@@ -30,7 +30,7 @@ State& TheState()
     return state;
 }
 
-/// The name of one of CALLS.
+/// Returns `call`; throws when it is none of CALLS.
 std::string Known(std::string call)
 {
     if (std::find(std::begin(CALLS), std::end(CALLS), call) == std::end(CALLS)) {

@@ -1,4 +1,4 @@
-// What all libc entry points of the simulated board share: injected faults, and recording calls.
+// Injected faults and recorded calls, for all libc entry points of the simulated board.
 #pragma once
 
 #include <cerrno>
@@ -17,7 +17,7 @@ bool IsWatching();
 std::optional<Fault> TakeFault(const char* call);
 void Record(Call call);
 
-/// The most bytes that a call may move; nothing when there is no limit.
+/// The most bytes that a call may move; std::nullopt when there is no limit.
 using Limit = std::optional<std::size_t>;
 
 /// Carries a call out as the injected faults demand. `carryOut` gets the number of bytes it may move.

@@ -13,13 +13,13 @@ namespace {
 using MapFunction = void*(void*, std::size_t, int, int, int, off64_t);
 using UnmapFunction = int(void*, std::size_t);
 
-// Null until this library is set up: looking them up may take memory.
+// Null until this library is set up: looking them up may allocate memory.
 std::atomic<MapFunction*> g_map = nullptr;
 std::atomic<UnmapFunction*> g_unmap = nullptr;
 
 __attribute__((constructor)) void LookUp()
 {
-    Sim::IsWatching();  // takes memory the first time
+    Sim::IsWatching();  // allocates memory the first time
     g_map = Sim::Next<MapFunction>("mmap64");
     g_unmap = Sim::Next<UnmapFunction>("munmap");
 }

@@ -1,4 +1,4 @@
-// The libc entry points that ask about a path, or make, remove or rename what it names.
+// The libc entry points that examine a path, or create, remove or rename what it names.
 #include "sim/calls/Paths.h"
 
 #include <cstdio>
@@ -26,7 +26,7 @@ std::string Behind(const std::string& path)
 
 namespace {
 
-/// True when what the path names may be made, removed or renamed; else false, with `errno`.
+/// True when what the path names may be created, removed or renamed; otherwise false, with `errno`.
 bool MayChange(const char* path)
 {
     const std::string target = Sim::Redirected(path);
@@ -53,7 +53,7 @@ int faccessat(int folder, const char* path, int mode, int flags) noexcept
     return Sim::AskAt("faccessat", folder, path, mode, flags);
 }
 
-/// A path of a device has no links.
+/// A device's path contains no links.
 char* realpath(const char* path, char* resolved) noexcept
 {
     static auto* const next = Sim::Next<char*(const char*, char*)>("realpath");

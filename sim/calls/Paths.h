@@ -1,4 +1,4 @@
-// Calls that ask about a path: they are made for what stands behind it.
+// Calls that examine a path, such as stat: they get the path behind it.
 #pragma once
 
 #include <string>
@@ -7,17 +7,17 @@
 
 namespace Sim {
 
-/// The path of the PC that calls ask about when they ask about this one.
+/// The PC's path to examine in place of `path`.
 std::string Behind(const std::string& path);
 
-/// The result of the function of that name, which takes a path and then those arguments.
+/// Calls the C library's function `name` with the path behind `path`, followed by the arguments.
 template <class Result, class... Arguments>
 Result Ask(const char* name, const char* path, Arguments... arguments)
 {
     return Next<Result(const char*, Arguments...)>(name)(Behind(path).c_str(), arguments...);
 }
 
-/// The same for a function that takes a folder in front of the path.
+/// The same for a function whose first argument is a folder's descriptor.
 template <class... Arguments>
 int AskAt(const char* name, int folder, const char* path, Arguments... arguments)
 {

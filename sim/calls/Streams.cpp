@@ -15,8 +15,8 @@ namespace {
 
 using OpenStream = std::FILE*(const char*, const char*);
 
-// A stream of the C library reads and writes without our entry points for that. Where they have to see it, the stream
-// gets these operations, whose cookie is the descriptor.
+// The C library's streams bypass our `read` and `write`. A stream that must not do so gets these operations. Their
+// cookie points to the descriptor.
 
 int Descriptor(void* cookie)
 {
@@ -28,7 +28,7 @@ ssize_t ReadFile(void* cookie, char* buffer, std::size_t size)
     return read(Descriptor(cookie), buffer, size);
 }
 
-/// The bytes written; fewer than `size` are an error.
+/// Returns the bytes written; fewer than `size` are an error.
 ssize_t WriteFile(void* cookie, const char* buffer, std::size_t size)
 {
     return std::max<ssize_t>(write(Descriptor(cookie), buffer, size), 0);
@@ -114,11 +114,11 @@ std::FILE* fopen64(const char* path, const char* mode)
     return Open(next, path, mode);
 }
 
-/// Closes the descriptor past the entry point that forgets whose it was.
+/// The C library closes the descriptor without our `close`, which forgets its owner.
 int fclose(std::FILE* file)
 {
     static auto* const next = Sim::Next<int(std::FILE*)>("fclose");
-    Sim::Forget(fileno(file));  // -1 for a stream that closes it by that entry point
+    Sim::Forget(fileno(file));  // fileno is -1 for a stream with our operations, which call `close`
     return next(file);
 }
 

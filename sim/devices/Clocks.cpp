@@ -33,7 +33,7 @@ rtc_time ToRecord(time_t seconds)
             parts.tm_wday, parts.tm_yday, 0};
 }
 
-/// The seconds of a record, or nothing when it is no date, by the kernel's rules.
+/// The seconds of a record; std::nullopt when it is no date by the kernel's rules.
 std::optional<time_t> ToSeconds(const rtc_time& record)
 {
     tm parts = {};
@@ -43,7 +43,7 @@ std::optional<time_t> ToSeconds(const rtc_time& record)
     parts.tm_mday = record.tm_mday;
     parts.tm_mon = record.tm_mon;
     parts.tm_year = record.tm_year;
-    const time_t seconds = timegm(&parts);  // normalises what is no date
+    const time_t seconds = timegm(&parts);  // normalises a record that is no date
     const bool isDate = record.tm_year >= 70 && parts.tm_sec == record.tm_sec && parts.tm_min == record.tm_min &&
                         parts.tm_hour == record.tm_hour && parts.tm_mday == record.tm_mday &&
                         parts.tm_mon == record.tm_mon && parts.tm_year == record.tm_year;

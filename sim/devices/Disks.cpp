@@ -16,11 +16,12 @@ namespace {
 
 constexpr auto MOUNT_POINT = "/mnt/usb";
 
-/// What follows the mount point in a path, from its "/" on; empty for the mount point itself, nothing for another path.
+/// The part of a path after the mount point, from its "/" on; empty for the mount point itself, std::nullopt for other
+/// paths.
 std::optional<std::string> BelowMountPoint(const std::string& path)
 {
     if (path.find(MOUNT_POINT) == std::string::npos) {
-        return std::nullopt;  // most paths: at once
+        return std::nullopt;  // shortcut for most paths
     }
     const std::string normal = std::filesystem::path(path).lexically_normal();
     const std::string below = normal.substr(std::min(normal.size(), std::string(MOUNT_POINT).size()));
@@ -28,7 +29,7 @@ std::optional<std::string> BelowMountPoint(const std::string& path)
     return isBelow ? std::optional(below) : std::nullopt;
 }
 
-/// A disk is mounted, and its files are opened, in one process: another one mounts it for itself.
+/// Mounts and open files belong to one process. Another process mounts the disk for itself.
 class UsbDisks : public Device {
 public:
     void Reset() override;
@@ -66,8 +67,8 @@ private:
     mutable std::mutex m_mutex;
     std::array<Disk, 3> m_disks = {Disk::ABSENT, Disk::ABSENT, Disk::ABSENT};
     std::map<std::string, std::string> m_mounts;
-    std::set<int> m_files;  // that are open on the disk
-    std::string m_folder;   // of the board's files; empty where nobody has named one
+    std::set<int> m_files;  // open files of the disk
+    std::string m_folder;   // for the board's files; empty when none is set
 };
 
 void UsbDisks::Reset()
@@ -170,7 +171,7 @@ Disk UsbDisks::WhatIs(std::size_t index) const
     return disk;
 }
 
-/// 0, or the error number why there is no file system on "/dev/sda" to "/dev/sdc1".
+/// 0, or the error number that tells why there is no file system on "/dev/sda" to "/dev/sdc1".
 int UsbDisks::Examine(const std::string& source) const
 {
     const std::string prefix = "/dev/sd";

@@ -27,7 +27,7 @@ constexpr int MAX_BRIGHTNESS = 100;
 
 using Area = std::array<std::int32_t, 6>;  // 0, bits per pixel, width, height, x, y
 
-/// A file that ends with its last user.
+/// An unnamed file in memory, gone with its last user.
 class Memory {
 public:
     explicit Memory(std::size_t size) : Memory()
@@ -40,7 +40,7 @@ public:
     Memory(const Memory&) = delete;
     Memory& operator=(const Memory&) = delete;
 
-    /// Where it can be opened.
+    /// The path to open it by.
     [[nodiscard]] std::string Path() const { return "/proc/self/fd/" + std::to_string(m_fd); }
 
 private:
@@ -50,7 +50,7 @@ private:
 };
 
 struct State {
-    std::unique_ptr<Memory> memory;  // none while the pixels are in a file of the launcher's
+    std::unique_ptr<Memory> memory;  // null while the launcher's file holds the pixels
     std::string path;
     int width = 0;
     int height = 0;
@@ -58,7 +58,7 @@ struct State {
     int brightness = MAX_BRIGHTNESS;
 };
 
-/// True for an area of that many pixels, from that one on, that is inside the screen.
+/// True when `count` pixels from `first` on are inside a screen of `size` pixels.
 bool IsInside(std::int32_t first, std::int32_t count, int size)
 {
     return first >= 0 && count >= 1 && std::int64_t{first} + count <= size;
@@ -205,7 +205,7 @@ Picture Framebuffer::Look()
     const std::lock_guard lock(m_mutex);
     Picture picture = {m_state.width, m_state.height, std::vector<std::uint32_t>(PixelCount())};
     const int fd = Real::Open(m_state.path, O_RDONLY | O_CLOEXEC);
-    if (fd >= 0) {  // a file that somebody has removed shows nothing
+    if (fd >= 0) {  // a file that has been removed leaves the pixels black
         static_cast<void>(pread(fd, picture.pixels.data(), picture.pixels.size() * sizeof(std::uint32_t), 0));
         Real::Close(fd);
     }

@@ -1,5 +1,5 @@
-// Every device of the simulated board. A new one is a source in this folder, with a function of that name that returns
-// it, and a line here. Where two own the same path, the first one has it.
+// Every device of the simulated board. A new device is a source in this folder, with a function of the same name that
+// returns the device, and a line here. When two devices own a path, the first in the list gets it.
 #pragma once
 
 #define SIM_DEVICES(DEVICE)                                                                                            \

@@ -43,7 +43,7 @@ private:
     DeviceFault m_garbled{*this, "loopback-garbled", "what comes back on the second serial port has wrong bits"};
 
     std::mutex m_mutex;
-    std::unique_ptr<PseudoTerminal> m_line;  // while the board is on, as what follows
+    std::unique_ptr<PseudoTerminal> m_line;  // this and what follows only while the board is on
     int m_stop = -1;
     std::thread m_thread;
 };
@@ -89,7 +89,7 @@ void LoopbackPort::Run() const
     }
 }
 
-/// True when the plug is to be pulled; waits for that or, without a time, for something to echo.
+/// True when the thread has to end. Waits for that up to `waitMs`; with a negative time, for that or for bytes to echo.
 bool LoopbackPort::IsStopped(int waitMs) const
 {
     pollfd events[] = {{m_stop, POLLIN, 0}, {m_line->Controller(), POLLIN, 0}};
@@ -114,7 +114,7 @@ void LoopbackPort::Echo() const
     for (ssize_t done = 0, more = 0; done < count; done += more) {
         more = Real::Write(m_line->Controller(), bytes + done, static_cast<std::size_t>(count - done));
         if (more <= 0) {
-            return;  // the board does not read: what comes in is lost, as on a real line
+            return;  // the board does not read: the bytes are lost, as on a real line
         }
     }
 }

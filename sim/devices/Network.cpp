@@ -57,7 +57,7 @@ private:
     std::vector<Datagram> m_datagrams;
 };
 
-/// False on a machine that has not even its own loopback interface up.
+/// False when not even the machine's loopback interface is up.
 bool HasNetwork()
 {
     static auto* const ioctl = Next<int(int, unsigned long, ...)>("ioctl");

@@ -8,7 +8,7 @@ namespace Sim {
 
 namespace {
 
-constexpr std::uint32_t COLOUR = 0x00FFFFFF;  // the rest of a pixel cannot be seen
+constexpr std::uint32_t COLOUR = 0x00FFFFFF;  // the top byte is not visible
 
 }  // namespace
 

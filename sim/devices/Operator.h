@@ -14,14 +14,15 @@ public:
         int y;
     };
 
-    /// Begins anew, with what is on the screen now.
+    /// Remembers what is on the screen now.
     void Remember();
-    /// The middle of what has changed since he last remembered the screen, not counting what is inside the box that he
-    /// found last; then he remembers the screen anew. Nothing when nothing has changed.
+    /// Finds the box around what has changed since he last remembered the screen, and returns its middle; std::nullopt
+    /// when nothing has changed. Ignores changes inside the box that he found last. After a find he remembers the
+    /// screen anew.
     std::optional<Point> Look();
 
 private:
-    /// Columns and rows from the first to the last; none at first.
+    /// The first and the last column and row; empty by default.
     struct Box {
         int left = 0;
         int top = 0;

@@ -8,7 +8,7 @@ namespace Sim {
 class PseudoTerminal {
 public:
     PseudoTerminal();
-    /// The pseudo-terminal with that end, which an earlier process made.
+    /// Takes over a pseudo-terminal that an earlier process made.
     explicit PseudoTerminal(int controller);
     ~PseudoTerminal();
     PseudoTerminal(const PseudoTerminal&) = delete;

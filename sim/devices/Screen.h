@@ -13,7 +13,7 @@ struct Picture {
 };
 
 Picture LookAtScreen();
-/// The same without pixels.
+/// The size alone, without pixels.
 Picture ScreenSize();
 
 }  // namespace Sim

@@ -70,7 +70,7 @@ std::string Text(const termios& line)
            ((line.c_cflag & CSTOPB) != 0 ? '2' : '1') + ((line.c_cflag & CRTSCTS) != 0 ? " rts/cts" : "");
 }
 
-/// Replaces a file at once, so that nobody ever reads half of it.
+/// Replaces a file atomically: nobody ever reads half of it.
 void Replace(const std::string& path, const std::string& text)
 {
     static auto* const rename = Next<int(const char*, const char*)>("rename");
@@ -82,7 +82,7 @@ void Replace(const std::string& path, const std::string& text)
     Real::Close(fd);
 }
 
-/// The ports that are there, whether the board is on or off.
+/// The serial ports, which exist whether the board is on or off.
 class Ports : public Device {
 public:
     void Reset() override;
@@ -100,7 +100,7 @@ private:
     mutable std::mutex m_mutex;
     std::map<std::string, int> m_boardEnds;
     std::optional<termios> m_line;
-    std::string m_settings;  // the file that tells those of the station's port
+    std::string m_settings;  // the file with the settings of the station's port
 };
 
 void Ports::Reset()
@@ -130,7 +130,7 @@ int Ports::Open(const std::string& path, int flags, mode_t /*mode*/)
     }
     const int fd = fcntl(port->second, (flags & O_CLOEXEC) != 0 ? F_DUPFD_CLOEXEC : F_DUPFD, 0);
     if (fd >= 0 && (flags & O_NONBLOCK) != 0) {
-        fcntl(fd, F_SETFL, O_NONBLOCK);  // of everybody who has the port open: never taken back
+        fcntl(fd, F_SETFL, O_NONBLOCK);  // shared by all who have the port open, so never cleared
     }
     return fd < 0 ? -errno : fd;
 }
@@ -147,7 +147,7 @@ void Ports::Remove(const std::string& path)
     m_boardEnds.erase(path);
 }
 
-/// The descriptor may come from an earlier process: its pseudo-terminal tells whose it is.
+/// The descriptor may come from an earlier process. The number of its pseudo-terminal tells which port it is.
 void Ports::Applied(int fd, const termios& line)
 {
     const std::lock_guard lock(m_mutex);

@@ -40,7 +40,7 @@ private:
     int m_options = 0;
     int m_facility = 0;
     std::vector<LogLine> m_lines;
-    std::string m_path;  // of the file that takes the lines; empty keeps them in memory
+    std::string m_path;  // the file for the lines; empty: they stay in memory
     int m_file = -1;
 };
 

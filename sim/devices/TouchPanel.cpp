@@ -21,14 +21,14 @@ namespace Sim {
 
 namespace {
 
-constexpr int LOOK_MS = 10;  // from one look of the operator to the next
+constexpr int LOOK_MS = 10;  // between two looks of the operator
 constexpr int FINGER_SAMPLES = 3;
 constexpr int FINGER_PRESSURE = 120;
 constexpr int MAX_PRESSURE = 255;
-constexpr int SHIFT = 40;           // pixels, of the fault touch-shifted
+constexpr int SHIFT = 40;           // pixels, for the fault touch-shifted
 constexpr int HEALTHY_TOUCHES = 2;  // before the faults touch-unplugged and touch-silent
 
-// The numbers of the requests EVIOCGBIT and EVIOCGABS count from these on.
+// The first request numbers of EVIOCGBIT and EVIOCGABS (linux/input.h).
 constexpr unsigned int FIRST_TYPE = 0x20;
 constexpr unsigned int FIRST_AXIS = 0x40;
 
@@ -60,7 +60,7 @@ std::vector<input_event> Events(const TouchSample& sample, bool wasTouched)
     return events;
 }
 
-/// The codes that the panel knows of a type of events; of type 0 the types.
+/// The panel's codes of an event type; for type 0 its event types.
 std::vector<int> Codes(unsigned int type)
 {
     switch (type) {
@@ -75,7 +75,7 @@ std::vector<int> Codes(unsigned int type)
     }
 }
 
-/// Sets the bit of each code in a record of `size` bytes; the record's size is the result.
+/// Sets the bit of each code in a record of `size` bytes. Returns `size`.
 int ReportCodes(const std::vector<int>& codes, unsigned char* bits, std::size_t size)
 {
     std::fill_n(bits, size, static_cast<unsigned char>(0));
@@ -108,7 +108,7 @@ input_absinfo Range(unsigned int axis)
     return range;
 }
 
-/// One program at a time has it.
+/// One program at a time can open it.
 class Panel : public Node {
 public:
     Panel() : Node("", "touch-missing", "the touch panel's device does not exist") {}
@@ -143,9 +143,9 @@ private:
     std::mutex m_mutex;
     std::atomic<int> m_fd = -1;         // the program's end of the pipe, while it has the panel open
     int m_feed = -1;                    // the other end
-    std::deque<TouchSample> m_samples;  // that are not in the pipe yet
+    std::deque<TouchSample> m_samples;  // not in the pipe yet
     bool m_isTouched = false;
-    int m_touches = 0;  // that are over, since the panel was opened
+    int m_touches = 0;  // completed since the panel was opened
     bool m_hasOperator = false;
     Operator m_operator;
 };
@@ -250,7 +250,7 @@ void Panel::Feed()
 bool Panel::Feed(const TouchSample& sample)
 {
     if (IsWornOut() && (m_silent || m_unplugged)) {
-        return true;  // it is lost
+        return true;  // the sample is lost
     }
     const std::vector<input_event> events = Events(Misread(sample), m_isTouched);
     const std::size_t size = events.size() * sizeof(input_event);
@@ -263,7 +263,7 @@ bool Panel::Feed(const TouchSample& sample)
     return true;
 }
 
-/// What the panel makes of a touch.
+/// The sample as the panel reports it, with its faults.
 TouchSample Panel::Misread(TouchSample sample) const
 {
     if (m_shifted) {

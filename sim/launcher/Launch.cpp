@@ -31,7 +31,7 @@ int ReportFailure(const std::string& program, int error)
     return error == ENOENT ? NOT_FOUND : CANNOT_RUN;
 }
 
-/// 0, or the error number why the child cannot be started.
+/// 0, or the error number that tells why the child cannot be started.
 int Spawn(std::vector<std::string>& command, const sigset_t& signalMask, pid_t& child)
 {
     posix_spawnattr_t attributes;
@@ -44,14 +44,14 @@ int Spawn(std::vector<std::string>& command, const sigset_t& signalMask, pid_t& 
     return error;
 }
 
-/// Waits for the child's end, and hands the signals on.
+/// Waits for the child's end, and passes signals on to it.
 int Wait(pid_t child, const sigset_t& signals)
 {
     int status = 0;
     while (waitpid(child, &status, WNOHANG) != child) {
         siginfo_t signal = {};
         sigwaitinfo(&signals, &signal);
-        // What the terminal sends, with a code of its own, has reached the child as well.
+        // A signal from the terminal (si_code above 0) has already reached the child.
         if (signal.si_signo != SIGCHLD && signal.si_code <= 0) {
             kill(child, signal.si_signo);
         }
@@ -76,7 +76,7 @@ int Run(std::vector<std::string>& command)
     }
     sigset_t former;
     sigprocmask(SIG_BLOCK, &signals, &former);
-    std::signal(SIGCHLD, SIG_DFL);  // where it is ignored, nobody could wait for a child
+    std::signal(SIGCHLD, SIG_DFL);  // while it is ignored, waiting for a child fails
     pid_t child = -1;
     const int error = Spawn(command, former, child);
     return error != 0 ? ReportFailure(command[0], error) : Wait(child, signals);

@@ -14,7 +14,8 @@ inline constexpr int CANNOT_RUN = 126;
 int Become(std::vector<std::string>& command);
 
 /// Runs the program as a child and waits for its end. SIGINT, SIGTERM and SIGHUP that are sent to this process reach
-/// the child. Returns the child's exit code, 128 and the number of the signal that it died of, or that of Become.
+/// the child. Returns the child's exit code, or 128 plus the number of the signal that ended it; NOT_FOUND or
+/// CANNOT_RUN as Become does.
 int Run(std::vector<std::string>& command);
 
 }  // namespace Launch

@@ -42,7 +42,7 @@ std::string Found(const std::string& program)
     return "";
 }
 
-/// The interpreter that a script names; nothing for any other file.
+/// The interpreter that a script names; std::nullopt for any other file.
 std::optional<std::string> Interpreter(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -57,7 +57,7 @@ std::optional<std::string> Interpreter(const std::string& path)
 
 using Header = ElfW(Ehdr);
 
-/// The header of an ELF file; nothing for any other file.
+/// The header of an ELF file; std::nullopt for any other file.
 std::optional<Header> ReadHeader(std::istream& file)
 {
     Header header = {};
@@ -66,7 +66,7 @@ std::optional<Header> ReadHeader(std::istream& file)
     return isElf ? std::optional(header) : std::nullopt;
 }
 
-/// True for a file that a processor like this program's runs.
+/// True for a file of this program's own architecture.
 bool IsForThisProcessor(const Header& header)
 {
     std::ifstream self("/proc/self/exe", std::ios::binary);

@@ -54,7 +54,7 @@ void Write(const std::string& path, const std::string& screen, int width, int he
     image.width = static_cast<png_uint_32>(width);
     image.height = static_cast<png_uint_32>(height);
     image.format = PNG_FORMAT_RGB;
-    // Not with libpng's own output to a file: when that fails it removes the file, were it a device.
+    // Not with libpng's own output to a file: on failure it removes the file, even a device.
     png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
     std::vector<char> picture(size);
     if (png_image_write_to_memory(&image, picture.data(), &size, 0, colours.data(), 0, nullptr) == 0) {

@@ -39,8 +39,8 @@ struct Options {
     std::vector<std::string> command;
 };
 
-/// Takes a folder that is new, empty or a simulated board's already, and keeps a second board out of it until the last
-/// program on this one has ended.
+/// Claims a folder that is new, empty or left by an earlier board. No second board can claim it until the last program
+/// on this one has ended.
 void Take(const fs::path& folder)
 {
     fs::create_directories(folder);
@@ -57,7 +57,7 @@ void Take(const fs::path& folder)
     }
 }
 
-/// A file that the build puts beside the launcher, and the installation at that path as seen from there.
+/// Finds a file: `name` beside the launcher as built, otherwise `installed`, a path relative to the launcher's folder.
 fs::path Find(const char* name, const char* installed)
 {
     const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
@@ -68,7 +68,8 @@ fs::path Find(const char* name, const char* installed)
     return found.lexically_normal();
 }
 
-/// The library to preload. The loader would split a path at these characters and go on without it: on the real devices.
+/// The library to preload. The loader splits its path at blanks and colons, and would run the program without it, on
+/// the PC's own devices.
 std::string Library()
 {
     const std::string library = Find(SIMBOARD_LIBRARY, SIMBOARD_INSTALLED_LIBRARY);
@@ -84,7 +85,8 @@ fs::path ScreenFile(const Options& options)
     return fs::path(options.folder) / "screen";
 }
 
-/// A black screen. It is made here, so that all programs on the board draw on the same one and what they drew is left.
+/// Makes a black screen. The launcher makes it, so that all programs on the board draw on the same one and the picture
+/// outlives them.
 void PrepareScreen(const Options& options)
 {
     const auto [width, height] = options.screen;
@@ -105,8 +107,8 @@ void PrepareMeters(const Options& options)
     std::ofstream(folder / "screen") << options.screen.first << ' ' << options.screen.second << '\n';
 }
 
-/// Empties the folder of what an earlier run left, and has the loader put the simulated board under the program. The
-/// serial line is made here, so that programs that the program becomes or starts are on the same one.
+/// Removes what an earlier run left in the folder, and has the loader preload the simulated board. The launcher makes
+/// the serial line, so that the program and all that it starts or becomes share one.
 void Prepare(const Options& options)
 {
     const fs::path folder = fs::absolute(options.folder);
@@ -135,7 +137,7 @@ void Prepare(const Options& options)
     setenv("SIMBOARD_FAULTS", faults.c_str(), 1);
 }
 
-/// Runs the program on the board; the exit code.
+/// Runs the program on the board and returns its exit code.
 int Run(Options& options)
 {
     const std::string& program = options.command[0];
@@ -161,7 +163,7 @@ void ListFaults()
     }
 }
 
-/// Reads "800x480".
+/// Parses a size such as "800x480".
 std::pair<int, int> ParseScreen(const std::string& text)
 {
     std::istringstream words(text);

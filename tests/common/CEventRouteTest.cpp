@@ -1,4 +1,4 @@
-// The event route: its table of hosts, and what becomes of messages.
+// The event route: its table of hosts, and the delivery of messages.
 #include "common/CEventRoute.h"
 
 #include <stdexcept>
@@ -158,8 +158,8 @@ TEST_F(EventRoute, OnlyTheFrameworksEventExceptionIsAFailure)
 
 }  // namespace
 
-/// The dynamic linker finds this before the framework's own operation. What the framework forgets by itself, at the end
-/// of a host or of the handler, does not come by here.
+/// The dynamic linker finds this before the framework's own operation. It does not see hosts that the framework forgets
+/// by itself, when a host or the handler is destroyed.
 __attribute__((visibility("default"))) int Ostrel::Event::EventHandler::UnRegister(EventHost* host)
 {
     unregistered.push_back(host);

@@ -1,4 +1,4 @@
-// Loading of bitmaps: every file is compared with what its bytes stand for.
+// Loading of bitmaps: every loaded image is compared with a slow decoding of the file.
 #include <climits>
 #include <cstdlib>
 #include <tuple>
@@ -24,7 +24,7 @@ constexpr auto NO_MEMORY = "[E] [CreateBitmap] Bitmap Memory error";
 
 std::uint32_t g_earlier[1];  // the buffers that a record holds before
 
-/// What the bytes of a file stand for; those behind its end are 0.
+/// The image that the bytes of a file stand for; bytes beyond its end are 0.
 class Decoded {
 public:
     explicit Decoded(const Bytes& file) : m_file(file) {}
@@ -34,7 +34,7 @@ public:
     [[nodiscard]] bool Is24Bit() const { return Number(28, 2) == 24; }
     [[nodiscard]] bool IsEmpty() const { return Width() < 1 || Height() < 1; }
     [[nodiscard]] std::int64_t Pixels() const { return IsEmpty() ? 0 : std::int64_t{Width()} * Height(); }
-    /// 3 bytes each, rows from the bottom up, filled up to 4 bytes.
+    /// 3 bytes per pixel; rows from the bottom up, padded to a multiple of 4 bytes.
     [[nodiscard]] std::uint32_t Pixel(std::size_t index) const
     {
         const auto width = static_cast<std::size_t>(Width());
@@ -144,7 +144,7 @@ TEST_F(Bitmap, AFileThatIsCutAnywhereKeepsWhatItHas)
 
 TEST_F(Bitmap, RowsAreFilledUpToFourBytesAndReadInBlocks)
 {
-    // Rows of each remainder; around 32 KiB of a row, and of several.
+    // Rows with each padding; single rows, and several rows, of around 32 KiB.
     constexpr int SIZES[][2] = {{1, 3},     {2, 2},    {3, 1},    {4, 2},      {10921, 3}, {10922, 2}, {10923, 2},
                                 {10924, 2}, {5461, 7}, {5462, 7}, {40'001, 3}, {1, 9000},  {2, 5000},  {300, 200}};
     for (const auto& [width, height] : SIZES) {
@@ -157,7 +157,7 @@ TEST_F(Bitmap, RowsAreFilledUpToFourBytesAndReadInBlocks)
         SCOPED_TRACE("reads of " + std::to_string(size));
         const Bytes file = BmpFile(7, 5);
         m_file.Write(file);
-        Sim::Inject(Fault::Limits("read", size).After(2).Times(1'000'000));  // of the pixels
+        Sim::Inject(Fault::Limits("read", size).After(2).Times(1'000'000));  // reads of pixels
         EXPECT_EQ(Load(m_file.Path()), 0);
         Sim::Reset();
         for (std::size_t i = 0; i < 7 * 5; ++i) {

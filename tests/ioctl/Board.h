@@ -43,7 +43,7 @@ public:
     Steps(const Steps&) = delete;
     Steps& operator=(const Steps&) = delete;
 
-    /// Those so far, in order: the name, the path if there is one, and the argument, as in "usleep 10000".
+    /// The calls and pauses so far, in order: name, path if any, and argument, as in "usleep 10000".
     [[nodiscard]] Texts Taken() const;
     [[nodiscard]] std::vector<Sim::Call> Calls(const std::string& name) const { return m_recording.Calls(name); }
     /// The next `sleep` ends as if a signal handler had cut it short, with less than a second left.

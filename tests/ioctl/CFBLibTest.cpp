@@ -99,7 +99,7 @@ TEST_F(Display, EachMappingIsReleasedAtItsOwnSize)
     }
 }
 
-/// Nothing is mapped then, not even what was before, and drawing changes nothing.
+/// The earlier mapping is gone as well, and drawing changes nothing.
 TEST_F(Display, WithoutAUsableSizeOrMappingNothingIsMapped)
 {
     struct Size {

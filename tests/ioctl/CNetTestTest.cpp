@@ -22,7 +22,7 @@ timeval g_timeout;  // of the last socket
 
 }  // namespace
 
-/// The time to wait for an answer is kept for the test, and shortened.
+/// Keeps the time to wait for an answer for the test, and shortens it.
 extern "C" __attribute__((visibility("default"))) int setsockopt(int fd, int level, int option, const void* value,
                                                                  socklen_t size) noexcept
 {

@@ -125,7 +125,7 @@ TEST_F(Touching, ATargetIsShownUntilItIsTouchedAndThenTheConfirmation)
     const Arguments all[] = {{61, 40, 4, 3, 0, {{0, 0}, {57, 0}, {57, 37}, {0, 37}, {28, 18}}},
                              // Sizes that are not those of the images; half of -3 is -1.
                              {64, 48, 67, 51, -2, {{-2, -2}, {-1, -2}, {-1, -1}, {-2, -1}, {-1, -1}}},
-                             // Places that must not come round again at the other end of the numbers.
+                             // Positions that must not wrap around.
                              {WIDTH, HEIGHT, INT_MIN + 5, INT_MIN + 5, INT_MIN, far},
                              WHOLE};
     constexpr auto PRINTED = "[StartTest] Touch1: x=101 y=199\n[StartTest] Touch2: x=300 y=1000\n"
@@ -182,7 +182,8 @@ TEST_F(Touching, EachSampleIsLoggedAndThePointIsThatOfTheOneThatLiftsTheFinger)
     const std::unique_ptr<tsdev, decltype(&ts_close)> panel(ts_open("/dev/touchscreen/ucb1x00", 0), ts_close);
     ASSERT_EQ(ts_config(panel.get()), 0);
     int reads = 0;
-    g_answerRead = [&] { return reads++ < 2 ? std::optional(0) : std::nullopt; };  // no sample is no lifted finger
+    // Without a sample the finger is not lifted yet.
+    g_answerRead = [&] { return reads++ < 2 ? std::optional(0) : std::nullopt; };
     const auto before = time(nullptr);
     Sim::Touch({{100, 200, 50}, {101, 199, 1}, {0, 0, 0}});
     IOCTL::tTOUCHXY point = {-5, -6};
@@ -221,7 +222,7 @@ TEST_F(Touching, AReadErrorKeepsTheEarlierPointsOfTheRunAndTheLaterOfAnEarlierRu
 struct Obstacle {
     const char* error;
     std::function<void()> prepare;
-    const char* target = "";  // the healthy one
+    const char* target = "";  // empty: a healthy image
     const char* done = "";
     bool isScreenBlack = false;
 };
@@ -242,7 +243,8 @@ TEST_F(Touching, AnObstacleEndsTheRunWithItsLine)
     const auto choose = [](const char* path, const Support::MemoryFile& healthy) {
         return path == nullptr || *path != '\0' ? path : healthy.Path();
     };
-    for (const auto& [error, prepare, target, done, isScreenBlack] : obstacles) {  // one check owns images meanwhile
+    // One check throughout: it keeps its images.
+    for (const auto& [error, prepare, target, done, isScreenBlack] : obstacles) {
         SCOPED_TRACE(error);
         SetUp();
         const auto before = Support::OpenDescriptors();

@@ -123,7 +123,7 @@ TEST_F(Loopback, ADescriptorOfZeroIsNeitherReadNorWritten)
     m_check.Close();
 }
 
-/// What waits on the line when the block has been sent, in reads of at most so many bytes, and what becomes of it.
+/// The bytes on the line when the block has been sent, the most that each read takes, and the result.
 struct Echo {
     std::string text;
     Bytes sent;

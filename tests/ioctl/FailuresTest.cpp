@@ -1,4 +1,4 @@
-// System calls that fail: what each makes of the operation that needs it.
+// System calls that fail: the result and the log lines of the operation that makes them.
 #include <cerrno>
 #include <cstdlib>
 

@@ -1,4 +1,4 @@
-// What the product's tests do not notice of the framework stand-in's event bus.
+// Faults of the stand-in's event bus that the product's own tests do not notice.
 #include "ostrel/EventHandler.h"
 
 #include <functional>

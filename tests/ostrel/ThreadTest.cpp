@@ -1,4 +1,4 @@
-// What the product's tests do not notice of the framework stand-in's threads and exceptions.
+// Faults of the stand-in's threads and exceptions that the product's own tests do not notice.
 #include "ostrel/Thread.h"
 
 #include <functional>

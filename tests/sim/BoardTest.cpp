@@ -1,4 +1,4 @@
-// What the product's own tests do not notice of the simulated board.
+// Faults of the simulated board that the product's own tests do not notice.
 #include "sim/Board.h"
 
 #include <cerrno>

@@ -16,7 +16,7 @@ namespace Support {
 
 using Pixels = std::vector<std::uint32_t>;
 
-/// Pixels without two alike: from their place in the image, with `seed` in all of them.
+/// Pixels that all differ: made from their place in the image and from `seed`.
 inline Pixels Pattern(int width, int height, unsigned int seed)
 {
     Pixels pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
@@ -64,7 +64,7 @@ inline Bytes BmpFile(int width, int height, unsigned int seed = 0)
     return file;
 }
 
-/// A file in memory, as long as this object is there.
+/// A file in memory that exists as long as this object.
 class MemoryFile {
 public:
     explicit MemoryFile(const Bytes& content = {})

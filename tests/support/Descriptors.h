@@ -8,8 +8,7 @@
 
 namespace Support {
 
-/// Their numbers: those of this process, or of the one with that number. No call of it is recorded by the simulated
-/// board.
+/// The descriptors of this process, or of the one with that identifier. The simulated board records none of its calls.
 inline std::set<int> OpenDescriptors(const std::string& process = "self")
 {
     std::set<int> descriptors;

@@ -11,7 +11,7 @@
 
 namespace Support {
 
-/// Leaves one place for the next mapping of a size, between pages that cannot be touched.
+/// A gap of address space that the system gives to the next mapping of its size, between inaccessible pages.
 class Gap {
 public:
     explicit Gap(std::size_t size) : m_size((size + PAGE - 1) / PAGE * PAGE)
@@ -20,7 +20,7 @@ public:
         munmap(m_pages + PAGE, m_size);
         unsigned char* place = Reserve(m_size);
         for (; place != m_pages + PAGE; place = Reserve(m_size)) {
-            m_filled.push_back(place);  // the system prefers it
+            m_filled.push_back(place);  // a gap that the system prefers: filled
         }
         munmap(place, m_size);
     }

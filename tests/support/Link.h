@@ -31,7 +31,7 @@ inline Bytes ErrorFrame(unsigned char type)
     return Frame(type, UART::CMD_ERROR, Bytes(UART::UART_BODY_LEN, 0xFF));
 }
 
-/// A message, with what its pointers of the link's events and commands point to.
+/// A message, with a copy of the data that its pointers point to.
 struct Event {
     int id;
     std::string text;
@@ -102,9 +102,9 @@ private:
     Handler m_handler;
 };
 
-/// Too long for a string without an allocation: the log shows when a manager that is gone still writes.
+/// Long enough to be allocated on the heap: the log shows when a destroyed manager still writes.
 inline const std::string NAME = "the manager of the tests";
-/// One that a signed char does not hold.
+/// A type that does not fit a signed char.
 inline constexpr unsigned char BOARD_TYPE = 200;
 
 /// A manager with the application's host, and a pseudo-terminal to open.
@@ -112,7 +112,7 @@ class ManagerTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        std::thread([] {}).join();  // with the first thread of a process ThreadSanitizer starts one of its own
+        std::thread([] {}).join();  // ThreadSanitizer starts a thread of its own with the process's first
         Sim::Reset();
         Create();
     }

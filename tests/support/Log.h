@@ -12,7 +12,7 @@ namespace Support {
 
 using Texts = std::vector<std::string>;
 
-/// The texts of the lines logged since the last call, all of which must be those of `identity`, if it is given.
+/// The texts of the lines logged since the last call. If `identity` is given, all lines must have it.
 inline Texts TakeTexts(const std::string& identity = "")
 {
     Texts texts;

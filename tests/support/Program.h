@@ -16,7 +16,7 @@
 
 namespace Support {
 
-/// A new one with each call.
+/// A new path with each call.
 inline std::string TemporaryPath(const std::string& name)
 {
     static int count = 0;
@@ -57,7 +57,7 @@ public:
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    /// Ends it, unless it has ended.
+    /// Kills it, unless it has ended.
     void Kill()
     {
         if (m_pid > 0) {

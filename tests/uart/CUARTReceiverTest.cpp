@@ -215,7 +215,7 @@ TEST_F(Receiver, StartsAgainWhateverHasEndedIt)
     testing::internal::CaptureStderr();
     m_manager.Handle([](const auto& /*message*/) { throw 1; });
     for (int round = 0; round < 3; ++round) {
-        // The framework has done with the ended thread, whose identifier a new one gets.
+        // Joins the ended thread, so that a new one can get its identifier.
         static_cast<Ostrel::Service::Thread&>(*m_receiver).Stop(true);
         std::thread([this] { EXPECT_EQ(m_receiver->Start(m_fd), 0); }).join();
         EXPECT_EQ(EventsOf(Frame(1, 2)).size(), 1U);

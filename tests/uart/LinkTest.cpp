@@ -129,7 +129,7 @@ TEST_F(Link, OpensClosesAndDiesUnderTraffic)
     station.join();
 }
 
-/// On the receive thread: returns when the process's first thread, which destroys the manager, has to wait.
+/// Called on the receive thread. Returns when the main thread, which destroys the manager, is waiting.
 void AwaitDestruction()
 {
     EXPECT_TRUE(WaitFor([] { return CEventRoute::FindHostID("0x2") == -1; })) << "hosts are unregistered first";

@@ -64,7 +64,7 @@ class Line:
         return received
 
     def receive_all(self, quiet: float = QUIET_SECONDS) -> bytes:
-        """What comes until nothing came for `quiet` seconds."""
+        """The bytes that arrive until the line has been quiet for `quiet` seconds."""
         received = b""
         while self._is_readable(quiet):
             received += os.read(self._fd, 4096)

@@ -1,4 +1,4 @@
-"""Builds and boots the board, and runs tests of this folder on it: all, or those that are named.
+"""Builds and boots the board, and runs tests of this folder on it: all, or the named ones.
 
 usage: PYTHONPATH=. python3 tests/virtboard/run.py [TEST]...   such as test_clock or test_disk.DiskTest.test_no_disk
 Exit codes: 0 all passed, 1 one failed, 2 the board cannot be built or does not boot.

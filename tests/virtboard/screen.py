@@ -1,4 +1,4 @@
-"""What must be on the display: pictures that are put together here, independently of the library."""
+"""The pictures that the display must show, made here without the library."""
 
 import struct
 from pathlib import Path

@@ -36,11 +36,11 @@ class BoardTest(unittest.TestCase):
         self.on_board(f"until [ -b /dev/{name} ]; do usleep 20000; done")
 
     def open_descriptors(self) -> list[str]:
-        """The test application's, as "3 /dev/ttyS0"."""
+        """The test application's open descriptors, as "3 /dev/ttyS0"."""
         return self.on_board("cd /proc/$(pidof testapp)/fd; for fd in *; do echo $fd $(readlink $fd); done").splitlines()
 
     def restart_testapp(self, signal: str) -> tuple[str, str]:
-        """Ends the test application by a signal and starts it again: what the former one's exit code was, and its output."""
+        """Ends the test application by a signal and starts it again. Returns the ended one's exit code and output."""
         code = self.on_board(f"rm -f /var/log/testapp.exit; kill -{signal} $(pidof testapp);"
                              " until [ -s /var/log/testapp.exit ]; do usleep 20000; done; cat /var/log/testapp.exit")
         output = self.on_board("cat /var/log/testapp.log")

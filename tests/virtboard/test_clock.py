@@ -1,4 +1,4 @@
-"""The real-time clock, set and read through the library and through others."""
+"""The real-time clock, set and read by the library and by other programs."""
 
 import time
 from datetime import datetime, timedelta

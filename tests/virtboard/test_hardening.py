@@ -1,4 +1,4 @@
-"""The cross-compiled files: what makes an error in the code harder to exploit."""
+"""The cross-compiled files are hardened against exploits."""
 
 import subprocess
 

@@ -1,4 +1,4 @@
-// Who executes a thread's body, and waiting until nobody does.
+// Tracks which thread executes a body, and waits for its end.
 #include "uart/internal/RunMonitor.h"
 
 namespace UART {

@@ -1,4 +1,4 @@
-// Who executes a thread's body, and waiting until nobody does.
+// Tracks which thread executes a body, and waits for its end.
 #pragma once
 
 #include <condition_variable>
@@ -11,8 +11,8 @@ namespace UART {
 /// it.
 class RunMonitor {
 public:
-    /// Marks the calling thread as the one that executes the body. Destroyed as the last thing the body does: whoever
-    /// waits may destroy the monitor right after.
+    /// Marks the calling thread as the one that executes the body. The body destroys it last: whoever waits may then
+    /// destroy the monitor.
     class Scope {
     public:
         explicit Scope(RunMonitor& monitor);

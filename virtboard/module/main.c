@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The emulated board's own hardware, which no standard driver has. What was asked of it can be read below
- * /sys/class/misc/dev_status.
+ * Drivers of the emulated board's own hardware, for which there are no standard ones. The last requests can be read
+ * below /sys/class/misc/dev_status.
  */
 #include <linux/module.h>
 

@@ -10,7 +10,7 @@ int dev_status_init(const struct attribute_group **groups);
 void dev_status_exit(void);
 extern const struct attribute_group status_group;
 
-/* The requests of the display driver that "/dev/fb0" does not know by itself. */
+/* The display driver's own requests, added to those of "/dev/fb0". */
 int display_init(void);
 void display_exit(void);
 extern const struct attribute_group display_group;

@@ -31,7 +31,7 @@ struct Exchange {
     Bytes reply;
 };
 
-/// A text behind other bytes.
+/// Other bytes, followed by a text.
 Bytes Text(const std::string& text, Bytes before = {})
 {
     return before.append(text.begin(), text.end());
@@ -115,7 +115,7 @@ protected:
         return Support::WaitFor([&] { return m_board->Log().find(name) != std::string::npos; });
     }
 
-    /// Expects that the program ends on a signal without the check that it is waiting for.
+    /// Expects that the program ends on a signal, without waiting for the check in progress.
     void ExpectToEndWithoutTheCheck(int signal)
     {
         m_board->Running().Signal(signal);
@@ -344,7 +344,7 @@ TEST_F(TestApp, LateReplyDoesNotReachTheNextLine)
 {
     Adapter adapter(m_path);
     ASSERT_NO_FATAL_FAILURE(Start(m_path));
-    adapter.Line().Write(Frame(1, UART::CMD_EXT_DEVICE_TEST, {0, 0}));  // takes a second
+    adapter.Line().Write(Frame(1, UART::CMD_EXT_DEVICE_TEST, {0, 0}));  // the check takes a second
     ASSERT_TRUE(AwaitCommand("CMD_EXT_DEVICE_TEST"));
     adapter.Unplug();
     adapter.PlugIn();
