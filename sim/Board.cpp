@@ -38,7 +38,7 @@ std::mutex g_redirectionsMutex;
 
 std::map<std::string, std::string>& TheRedirections()
 {
-    static auto& redirections = *new std::map<std::string, std::string>;  // as above
+    static auto& redirections = *new std::map<std::string, std::string>;  // never destroyed: calls arrive until the end
     return redirections;
 }
 

@@ -65,9 +65,9 @@ void UseFolder(const std::string& folder);
 /// From now on the line settings applied to "/dev/ttyS0" are written to a file, as in "115200 8N1" or "9600 7E2
 /// rts/cts".
 void LineToFile(const std::string& path);
-/// What instruments at the board would measure is from now on in files of a folder.
+/// From now on files of this folder hold what instruments at the board would measure.
 void MetersTo(const std::string& folder);
-/// An instrument of that name now measures this; nothing happens while there is no folder.
+/// Sets the reading of the instrument `name`; does nothing while there is no folder.
 void Meter(const std::string& name, const std::string& reading);
 /// From now on the screen's pixels are in a file that an earlier process made, 4 bytes each.
 void UseScreenFile(const std::string& path, int width, int height);

@@ -97,7 +97,7 @@ void PrepareScreen(const Options& options)
     setenv("SIMBOARD_HEIGHT", std::to_string(height).c_str(), 1);
 }
 
-/// What instruments at the board measure after power-on.
+/// Writes what instruments at the board measure after power-on.
 void PrepareMeters(const Options& options)
 {
     const fs::path folder = fs::path(options.folder) / "meters";
