@@ -41,7 +41,7 @@ std::string InWords(const Bytes& values)
     const Bytes bytes(values.begin(), end);
     const bool isText = bytes.size() > 1 && std::all_of(bytes.begin(), bytes.end(),
                                                         [](unsigned char byte) { return byte >= ' ' && byte <= '~'; });
-    return bytes.empty() ? "no values" : Hex(bytes) + (isText ? " \"" + TextOf(bytes, 0) + '"' : "");
+    return bytes.empty() ? "every value is 0" : Hex(bytes) + (isText ? " \"" + TextOf(bytes, 0) + '"' : "");
 }
 
 }  // namespace
