@@ -24,10 +24,10 @@ enum class Result {
 /// What a check found.
 struct Finding {
     Result result = Result::Fail;
-    std::string message;          ///< what came back, in words; of a failure also what to look at
-    Values values;                ///< what was measured, with what it was held against
-    std::optional<int> status;    ///< data byte 0 of the reply
-    bool wasBoardSilent = false;  ///< nothing came back at all
+    std::string message;         ///< what came back, in words; of a failure also what to look at
+    Values values;               ///< what was measured, with what it was held against
+    std::optional<int> status;   ///< data byte 0 of the reply
+    bool isLinkInDoubt = false;  ///< the board may be gone, or a reply may still be on its way
 };
 
 /// Whoever stands at the station.

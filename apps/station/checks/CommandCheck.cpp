@@ -27,6 +27,7 @@ Finding CommandCheck::CarryOut(Bench& bench) const
         bench.people.Tell(Task());
     }
     const Exchange exchange = Send(frame, timeout, bench);
+    finding.isLinkInDoubt = exchange.outcome != Outcome::Reply || bench.attempts > 1;
     switch (exchange.outcome) {
     case Outcome::Reply:
         Judge(exchange, bench, finding);
@@ -42,7 +43,6 @@ Finding CommandCheck::CarryOut(Bench& bench) const
         break;
     case Outcome::Silence:
         finding.message = TellSilence(exchange, timeout);
-        finding.wasBoardSilent = !WaitsForPerson();
         break;
     default:
         finding.result = Result::Aborted;

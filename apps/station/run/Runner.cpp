@@ -249,11 +249,19 @@ void Runner::Carry(Link& link, const Entry& entry)
     record.traffic = transcript.Entries();
     m_sink.OnJudged(m_run, record);
 
-    if (finding.wasBoardSilent && m_run.problem.empty() && !m_stop) {
-        m_current = "link";
-        if (!IsAnswering(link, ANSWER_TIMEOUT) && !IsAnswering(link, ANSWER_TIMEOUT) && !m_stop) {
-            m_run.problem = "the board no longer answers since " + entry.name + ": " + m_run.link.message;
-        }
+    const bool mayStayDeaf = entry.check->WaitsForPerson() && &entry == &m_plan.entries.back();
+    if (finding.isLinkInDoubt && !mayStayDeaf && m_run.problem.empty() && !m_stop) {
+        Resume(link, entry);
+    }
+}
+
+/// The board works its commands off in turn: when it answers this question, no late reply is left that the next check
+/// could take for its own.
+void Runner::Resume(Link& link, const Entry& entry)
+{
+    m_current = "link";
+    if (!IsAnswering(link, ANSWER_TIMEOUT) && !IsAnswering(link, ANSWER_TIMEOUT) && !m_stop) {
+        m_run.problem = "the board no longer answers since " + entry.name + ": " + m_run.link.message;
     }
 }
 

@@ -42,6 +42,7 @@ private:
     bool FindBoard(Link& link);
     bool IsAnswering(Link& link, Seconds timeout);
     void Carry(Link& link, const Entry& entry);
+    void Resume(Link& link, const Entry& entry);
     Finding Find(const Entry& entry, Bench& bench);
     void Measure(const Entry& entry, Finding& finding) const;
     void Ask(const Entry& entry, Finding& finding);

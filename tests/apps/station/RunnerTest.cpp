@@ -111,6 +111,25 @@ TEST(Runs, RepeatWhatWasLostAndSayWhatCameInstead)
                 ElementsAre(StartsWith("FAIL: the board does not know command 0x55")));
 }
 
+TEST(Runs, TakeNoLateReplyForTheNextChecks)
+{
+    // The board works off what it got twice: its second reply, that disk 0 mounts, comes when more is asked for.
+    const auto late = [requests = 0](FakeBoard& board, const Bytes& received) mutable {
+        const bool isDisk = received[2] == UART::CMD_EXT_DEVICE_TEST;
+        if ((isDisk || requests == 2) && ++requests == 3) {
+            board.Send(MakeFrame(1, UART::CMD_EXT_DEVICE_TEST, {0}));
+        }
+        if (!isDisk) {
+            FakeBoard::Healthy(board, received);
+        } else if (requests > 1) {
+            board.Reply(received, {received[4]});
+        }
+    };
+    const std::string disk = "[[check]]\nkind = 'disk'\ntimeout = 0.4\n";
+    EXPECT_THAT(Told(RunPlan(late, disk + disk + "disk = 1\nname = 'other'\n")),
+                ElementsAre(HasSubstr("(at attempt 2)"), StartsWith("FAIL: disk 1 does not mount")));
+}
+
 TEST(Runs, WaitUntilTheErrorFramesStopBeforeTheySendAgain)
 {
     // As the real board does after a long stretch of noise: error frames come on for a while, and what is sent then is
