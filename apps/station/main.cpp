@@ -95,14 +95,21 @@ RunOptions MakeRunOptions(const Options& options)
 /// Blanks and line ends around a scanned number do not belong to it. What is left has to be what the plan asks for.
 std::string SerialNumber(const std::string& scanned, const Plan& plan)
 {
+    constexpr std::size_t MOST = 256;  // matching a regular expression takes stack for each byte
     constexpr const char* BLANKS = " \t\r\n\v\f";
     const std::size_t first = scanned.find_first_not_of(BLANKS);
     std::string unit =
         first == std::string::npos ? "" : scanned.substr(first, scanned.find_last_not_of(BLANKS) - first + 1);
+    if (unit.size() > MOST) {
+        throw std::runtime_error("a serial number has at most " + std::to_string(MOST) + " bytes, not " +
+                                 std::to_string(unit.size()));
+    }
+    if (plan.serialNumber && unit.empty()) {
+        throw std::runtime_error("the plan asks for the unit's serial number: give it with --unit");
+    }
     if (plan.serialNumber && !std::regex_match(unit, *plan.serialNumber)) {
-        throw std::runtime_error(unit.empty() ? "the plan asks for the unit's serial number: give it with --unit"
-                                              : "'" + unit + "' is no serial number of this plan, which asks for " +
-                                                    plan.serialPattern);
+        throw std::runtime_error("'" + unit + "' is no serial number of this plan, which asks for " +
+                                 plan.serialPattern);
     }
     try {
         nlohmann::json(unit).dump();
@@ -130,7 +137,10 @@ void CheckNames(const std::vector<std::string>& chosen, const Plan& plan)
 int ShowPlan(const Options& options)
 {
     if (options.plan.empty() && options.settings.empty()) {
-        std::cout << BuiltInPlan();
+        std::cout << BuiltInPlan() << std::flush;
+        if (!std::cout) {
+            throw std::runtime_error("the plan cannot be written to standard output");
+        }
         return 0;
     }
     const Plan plan = ReadPlan(options.plan, options.settings);
@@ -159,7 +169,7 @@ int RunOnce(const Options& options, const Plan& plan, const RunOptions& runOptio
         try {
             file->Write(content);
         } catch (const std::exception& error) {
-            console.Complain(error.what());
+            console.Complain(error.what() + std::string(": without its record the run does not count"));
             isWritten = false;
         }
     }
@@ -186,6 +196,10 @@ int Run(const Options& options)
         exitCode = WORSE[code] > WORSE[exitCode] ? code : exitCode;
         passed += code == 0 ? 1 : 0;
         ++done;
+    }
+    if (g_stop && exitCode == 0) {  // between two runs, or before the first
+        console.Complain("interrupted");
+        exitCode = COULD_NOT_RUN;
     }
     if (options.repeat > 1) {
         console.Print(std::to_string(passed) + " of " + std::to_string(done) + " runs passed, " +

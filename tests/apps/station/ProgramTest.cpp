@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "FakeBoard.h"
 #include "tests/support/SimulatedBoard.h"
@@ -221,6 +222,35 @@ TEST_F(StationProgram, AnOperatorAnswersWithAltAndAScannerDoesNot)
     EXPECT_THAT(stopped.Shown(),
                 AllOf(HasSubstr("COULD NOT RUN"), HasSubstr("interrupted"), Not(HasSubstr("\033[1;"))));
     EXPECT_THAT(ExpectRun(3, board, plan), HasSubstr("nobody answered: Is it white?"));
+}
+
+TEST_F(StationProgram, InterruptedBeforeItsRunIsNoPass)
+{
+    const FakeBoard board(FakeBoard::Healthy);
+    ASSERT_EQ(mkfifo(File("plan").c_str(), 0600), 0);
+    Program program({STATION_PROGRAM, "run", "--port", board.Port(), "--plan", File("plan")});
+    std::ofstream plan(File("plan"));  // waits until the station reads it
+    program.Signal(SIGTERM);
+    plan << "name = 'Short'\n" << SHORT;
+    plan.close();
+    EXPECT_EQ(program.Finish(), 2) << program.Output();
+    EXPECT_THAT(program.Output(), HasSubstr("interrupted"));
+    EXPECT_EQ(board.Received(), 0);
+}
+
+TEST_F(StationProgram, SerialNumbersAreAskedForAndBounded)
+{
+    const FakeBoard board(FakeBoard::Healthy);
+    const std::string plan = Plan("serial_number = '[A-Z]*'\n" + SHORT);
+    EXPECT_THAT(ExpectRun(2, board, plan, {"--unit", " \n"}), HasSubstr("asks for the unit's serial number"));
+    EXPECT_THAT(ExpectRun(2, board, plan, {"--unit", std::string(120000, 'A')}), HasSubstr("at most 256 bytes"));
+    ExpectRun(0, board, plan, {"--unit", "A"});
+}
+
+TEST_F(StationProgram, APlanThatCannotBePrintedIsAnError)
+{
+    Program program({"sh", "-c", std::string("exec ") + STATION_PROGRAM + " plan >/dev/full"});
+    EXPECT_EQ(program.Finish(), 2);
 }
 
 class StationSignal : public StationProgram, public testing::WithParamInterface<int> {};
