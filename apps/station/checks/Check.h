@@ -41,7 +41,7 @@ public:
     virtual std::optional<bool> Ask(const std::string& question) = 0;
 };
 
-/// The board's clock as it was set.
+/// The board's clock as it was set, by a command that the board has answered.
 struct ClockSetting {
     std::time_t to;  ///< calendar time, without a time zone
     std::chrono::steady_clock::time_point began;
@@ -52,6 +52,7 @@ struct ClockSetting {
 struct UnitState {
     std::optional<Bytes> outputs;  ///< the pattern that they were driven with last
     std::optional<ClockSetting> clock;
+    ClockSetting settingClock;                           ///< in progress
     std::chrono::steady_clock::time_point readingBegan;  ///< of the clock
 };
 
@@ -79,7 +80,7 @@ public:
     [[nodiscard]] virtual std::string Description() const = 0;
     /// The command that it sends.
     [[nodiscard]] virtual std::optional<unsigned char> Code() const { return std::nullopt; }
-    /// Before it begins, unless the plan says otherwise.
+    /// Before it begins; a plan may ask for a longer one.
     [[nodiscard]] virtual Seconds Pause() const { return Seconds{0}; }
     /// Somebody has to do something before it can end: no general limit of time shortens that.
     [[nodiscard]] virtual bool WaitsForPerson() const { return false; }

@@ -9,6 +9,9 @@
 
 namespace Station {
 
+/// Seconds that a plan may let a clock deviate.
+inline constexpr double MOST_DEVIATION = 3600;
+
 /// The station's local time.
 std::time_t LocalTime();
 

@@ -1,6 +1,6 @@
 // command: any command of a user's own application, with values taken out of its reply by place and type.
-#include <cmath>
 #include <cstdint>
+#include <cstdlib>
 
 #include "apps/station/checks/CommandCheck.h"
 #include "apps/station/checks/Kinds.h"
@@ -57,12 +57,18 @@ double Number(const Field& field, const Bytes& values)
     return field.type == "i32" ? static_cast<std::int32_t>(word) : static_cast<double>(word);
 }
 
+/// What a person reads: 3 times 0.1 is not above 0.3.
+double Rounded(double number)
+{
+    return std::strtod(NumberText(number).c_str(), nullptr);
+}
+
 Value Read(const Field& field, const Bytes& values)
 {
     if (field.type == "text") {
         return {field.name, TextOf(values, static_cast<std::size_t>(field.at) - 1), field.unit, field.limits};
     }
-    return {field.name, Number(field, values) * field.scale, field.unit, field.limits};
+    return {field.name, Rounded(Number(field, values) * field.scale), field.unit, field.limits};
 }
 
 class Command : public CommandCheck {

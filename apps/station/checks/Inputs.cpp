@@ -61,9 +61,11 @@ private:
 
 std::unique_ptr<Check> MakeInputs(Parameters& parameters)
 {
-    return std::make_unique<Inputs>(
-        parameters.ByteList("expect", INPUT_BYTES, INPUT_BYTES),
-        parameters.ByteList("mask", INPUT_BYTES, INPUT_BYTES).value_or(Bytes(INPUT_BYTES, 0xFF)));
+    const Bytes mask = parameters.ByteList("mask", INPUT_BYTES, INPUT_BYTES).value_or(Bytes(INPUT_BYTES, 0xFF));
+    if (mask == Bytes(INPUT_BYTES, 0)) {
+        parameters.Report("mask", "expected at least one bit: nothing would be compared");
+    }
+    return std::make_unique<Inputs>(parameters.ByteList("expect", INPUT_BYTES, INPUT_BYTES), mask);
 }
 
 }  // namespace Station

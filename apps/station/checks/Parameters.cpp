@@ -44,6 +44,17 @@ void Parameters::ReportMissing(const std::string& key)
                    (isSetting ? ": give it here, under [settings], or with --set " + key + "=VALUE" : ""));
 }
 
+std::optional<double> Parameters::Number(const std::string& key, double least, double most)
+{
+    const std::optional<double> number = Number(key);
+    if (number && (*number < least || *number > most)) {
+        Report(key, "expected a number from " + NumberText(least) + " to " + NumberText(most) + ", found " +
+                        NumberText(*number));
+        return std::nullopt;
+    }
+    return number;
+}
+
 std::string Parameters::RequiredText(const std::string& key, const Rule& rule)
 {
     if (!Has(key)) {

@@ -14,6 +14,11 @@ namespace Station {
 /// What a plan can say once for all its checks, under [settings]; the command line replaces it.
 const std::vector<std::string>& SettingNames();
 
+/// The shortest limit of time that a plan may ask for, in seconds.
+inline constexpr double LEAST_TIMEOUT = 0.001;
+/// The longest limit of time and pause that a plan may ask for, in seconds: a day.
+inline constexpr double MOST_SECONDS = 86400;
+
 /// Every reading operation notes the key as known. What is wrong is reported, with its place in the plan, and reading
 /// goes on with nothing, so that all that is wrong is told at once. A parameter that the entry does not give is looked
 /// up in the plan's settings, under the same name.
@@ -29,6 +34,7 @@ public:
     virtual std::optional<std::string> Text(const std::string& key, const Rule& rule) = 0;
     virtual std::optional<int> Integer(const std::string& key, int least, int most) = 0;
     virtual std::optional<double> Number(const std::string& key) = 0;
+    std::optional<double> Number(const std::string& key, double least, double most);
     virtual std::optional<bool> Flag(const std::string& key) = 0;
     /// A list of numbers from 0 to 255, `least` to `most` of them.
     virtual std::optional<Bytes> ByteList(const std::string& key, std::size_t least, std::size_t most) = 0;

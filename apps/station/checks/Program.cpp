@@ -238,7 +238,8 @@ Program ReadProgram(Parameters& parameters)
         program.command = {"true"};
     }
     program.folder = parameters.Folder();
-    program.timeout = Seconds(parameters.Number("timeout").value_or(program.timeout.count()));
+    program.timeout =
+        Seconds(parameters.Number("timeout", LEAST_TIMEOUT, MOST_SECONDS).value_or(program.timeout.count()));
     for (const auto& table : parameters.Tables("values")) {
         program.values.push_back(ReadExpectedValue(*table));
     }

@@ -22,8 +22,8 @@ class ReadClock : public CommandCheck {
 public:
     explicit ReadClock(double deviation) : CommandCheck(UART::CMD_RTC_TEST, {CLOCK_READ}), m_deviation(deviation) {}
     [[nodiscard]] std::string Description() const override { return "Read the clock, which must run on"; }
-    /// Only after more than a second is it sure that a clock stands still.
-    [[nodiscard]] Seconds Pause() const override { return Seconds{1.2}; }
+    /// Only after more than a second, and what it may deviate, is it sure that a clock stands still.
+    [[nodiscard]] Seconds Pause() const override { return Seconds{1.2 + m_deviation}; }
 
 protected:
     Bytes Request(Bench& bench) const override
@@ -77,7 +77,7 @@ private:
 
 std::unique_ptr<Check> MakeReadClock(Parameters& parameters)
 {
-    return std::make_unique<ReadClock>(parameters.Number("deviation").value_or(0));
+    return std::make_unique<ReadClock>(parameters.Number("deviation", 0, MOST_DEVIATION).value_or(0));
 }
 
 }  // namespace Station

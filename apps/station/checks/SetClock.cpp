@@ -17,16 +17,18 @@ public:
 protected:
     Bytes Request(Bench& bench) const override
     {
-        bench.state.clock = ClockSetting{LocalTime(), SteadyClock::now(), {}};
-        Bytes request = ToClockRecord(bench.state.clock->to);
+        bench.state.clock.reset();
+        bench.state.settingClock = {LocalTime(), SteadyClock::now(), {}};
+        Bytes request = ToClockRecord(bench.state.settingClock.to);
         request.resize(CLOCK_SET_LEN);
         request.insert(request.begin(), CLOCK_SET);
         return request;
     }
     void Explain(const Bytes& values, Bench& bench, Finding& finding) const override
     {
-        ClockSetting& setting = *bench.state.clock;
+        ClockSetting& setting = bench.state.settingClock;
         setting.ended = SteadyClock::now();
+        bench.state.clock = setting;
         const auto read = FromClockRecord(values);
         if (!read) {
             finding.result = Result::Fail;
@@ -56,7 +58,7 @@ private:
 std::unique_ptr<Check> MakeSetClock(Parameters& parameters)
 {
     constexpr double DEVIATION = 3;
-    return std::make_unique<SetClock>(parameters.Number("deviation").value_or(DEVIATION));
+    return std::make_unique<SetClock>(parameters.Number("deviation", 0, MOST_DEVIATION).value_or(DEVIATION));
 }
 
 }  // namespace Station

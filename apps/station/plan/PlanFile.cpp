@@ -68,7 +68,7 @@ public:
             plan.version = top.Text("version", NotEmpty).value_or("");
             plan.boardType = static_cast<unsigned char>(top.Integer("board_type", 0, 255).value_or(1));
             plan.stopOnFail = top.Flag("stop_on_fail").value_or(false);
-            plan.bootTimeout = Seconds(Least(top, "boot_timeout", 0).value_or(0));
+            plan.bootTimeout = Seconds(top.Parameters::Number("boot_timeout", 0, MOST_SECONDS).value_or(0));
             ReadSerialNumber(top, plan);
             ReadSettings(top);
             ReadLine(top, plan.line);
@@ -86,15 +86,6 @@ public:
     [[nodiscard]] const std::vector<Problem>& Problems() const { return m_context.problems; }
 
 private:
-    static std::optional<double> Least(Parameters& parameters, const std::string& key, double least)
-    {
-        const std::optional<double> number = parameters.Number(key);
-        if (number && !(*number >= least)) {
-            parameters.Report(key, "expected at least " + NumberText(least));
-        }
-        return number;
-    }
-
     static void ReadSerialNumber(Parameters& top, Plan& plan)
     {
         const auto rule = [&plan](const std::string& pattern) -> std::string {
@@ -150,6 +141,9 @@ private:
     {
         std::optional<Program> program;
         for (const auto& table : parameters.Tables(key)) {
+            if (program) {
+                table->Report("", "a second program is given, expected one");
+            }
             program = ReadProgram(*table);
         }
         return program;
@@ -167,16 +161,16 @@ private:
         parameters.SetOwner("a check of kind " + entry.kind);
         entry.name = parameters.Text("name", NotEmpty).value_or(entry.kind);
         entry.isOptional = parameters.Flag("optional").value_or(false);
-        if (const auto timeout = Least(parameters, "timeout", 0.001)) {
+        if (const auto timeout = parameters.Parameters::Number("timeout", LEAST_TIMEOUT, MOST_SECONDS)) {
             entry.timeout = Seconds(*timeout);
         }
         entry.retries = parameters.Integer("retries", 0, 100).value_or(1);
         entry.ask = parameters.Text("ask", NotEmpty).value_or("");
         entry.hint = parameters.Text("hint", NotEmpty).value_or("");
         entry.measure = ReadOneProgram(parameters, "measure");
-        const auto pause = Least(parameters, "pause", 0);
+        const auto pause = parameters.Parameters::Number("pause", 0, MOST_SECONDS);
         entry.check = kind->make(parameters);
-        entry.pause = pause ? Seconds(*pause) : entry.check->Pause();
+        entry.pause = std::max(Seconds(pause.value_or(0)), entry.check->Pause());
         if (!m_names.insert(entry.name).second) {
             parameters.Report(parameters.Has("name") ? "name" : "",
                               "two checks are named '" + entry.name + "': give one another 'name'");

@@ -123,6 +123,7 @@ data = [15]
 text = "x"
 values = [
     { name = "a", at = 1, type = "u16", scale = 0.1, unit = "mV", least = 25.8, most = 25.8 },
+    { name = "k", at = 12, scale = 0.1, most = 10.7 },
     { name = "b", at = 3, type = "i8" },
     { name = "c", at = 4, type = "i16", order = "little", most = -2 },
     { name = "d", at = 6, type = "u32" },
@@ -143,7 +144,7 @@ values = [
     };
     const RunRecord run = RunPlan(answer, toml);
     ASSERT_EQ(run.checks.size(), 1U);
-    EXPECT_EQ(Values(run.checks[0]), "a=25.8 mV b=-1 c=-2 d=4294967294 e=-2 f=5 g=ok h=0! ");
+    EXPECT_EQ(Values(run.checks[0]), "a=25.8 mV k=10.7 b=-1 c=-2 d=4294967294 e=-2 f=5 g=ok h=0! ");
     EXPECT_EQ(Told(run.checks[0]), "FAIL: h is 0, expected at least 1");
     EXPECT_EQ(Bytes(sent.begin() + 3, sent.begin() + 6), (Bytes{15, 'x', 0}));
     EXPECT_EQ(run.verdict, Verdict::Fail);
@@ -182,6 +183,20 @@ TEST(Checks, ClockMustRunOnFromWhatItWasSetTo)
         EXPECT_THAT(Told(run),
                     ElementsAre(StartsWith("PASS: 20"), HasSubstr(" s off: check the real-time clock's oscillator")));
     }
+    const auto stopped = [set = LocalTime()](FakeBoard& board, const Bytes& received) mutable {
+        const bool isSetting = received[2] == UART::CMD_RTC_TEST && received[3] == Protocol::CLOCK_SET;
+        set = isSetting ? LocalTime() : set;
+        received[2] == UART::CMD_RTC_TEST ? board.ReplyTime(received, static_cast<int>(set - LocalTime()))
+                                          : FakeBoard::Healthy(board, received);
+    };
+    EXPECT_THAT(Told(RunPlan(stopped, toml + "pause = 0\ndeviation = 1\n")),
+                ElementsAre(StartsWith("PASS"), StartsWith("FAIL: reads ")));
+    const auto unset = [](FakeBoard& board, const Bytes& received) {
+        const bool isSetting = received[2] == UART::CMD_RTC_TEST && received[3] == Protocol::CLOCK_SET;
+        isSetting ? board.Reply(received, {1}) : FakeBoard::Healthy(board, received);
+    };
+    EXPECT_THAT(Told(RunPlan(unset, toml)), ElementsAre(StartsWith("FAIL: "), StartsWith("PASS: ")))
+        << "its time is right, although nobody could set it";
     const RunRecord alone = RunPlan(clock(0, false), "[[check]]\nkind = 'read_clock'\n");
     EXPECT_EQ(alone.verdict, Verdict::Pass)
         << "without a setting it shows the station's time: " << Told(alone.checks[0]);

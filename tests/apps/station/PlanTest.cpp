@@ -50,11 +50,11 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{CHECK + "kind = 'pnig'\n", "plan:3:8: 'kind': there is no kind 'pnig', did you mean 'ping'?"},
         Wrong{CHECK + "kind = 5\n", "plan:3:8: 'kind': expected a text, found 5"},
         Wrong{GOOD + "timeot = 1\n", "plan:4:1: unknown key 'timeot', did you mean 'timeout'?"},
-        Wrong{GOOD + "timeout = 0\n", "plan:4:11: 'timeout': expected at least 0.001"},
+        Wrong{GOOD + "timeout = 0\n", "plan:4:11: 'timeout': expected a number from 0.001 to 86400, found 0"},
         Wrong{GOOD + "timeout = 'long'\n", "'timeout': expected a number, found the text \"long\""},
         Wrong{GOOD + "retries = 1.5\n", "'retries': expected a whole number from 0 to 100, found 1.5"},
         Wrong{GOOD + "optional = 'no'\n", "'optional': expected true or false, found the text \"no\""},
-        Wrong{GOOD + "pause = -1\n", "'pause': expected at least 0"},
+        Wrong{GOOD + "pause = -1\n", "'pause': expected a number from 0 to 86400, found -1"},
         Wrong{GOOD + GOOD, "plan:4:1: a check of kind confirm: two checks are named 'confirm'"},
         Wrong{CHECK + "kind = 'ping'\n", "'host' is missing: give it here, under [settings], or with --set host=VALUE"},
         Wrong{CHECK + "kind = 'ping'\nhost = 'server'\n",
@@ -82,12 +82,16 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{CHECK + "kind = 'question'\n", "'ask' is missing"},
         Wrong{CHECK + "kind = 'program'\n", "'command' is missing"},
         Wrong{CHECK + "kind = 'address'\ninterface = 'eth0'\nnetwork = '10.0.0.0'\n", "expected a network such as"},
+        Wrong{CHECK + "kind = 'inputs'\nexpect = [1, 2]\nmask = [0, 0]\n", "'mask': expected at least one bit"},
+        Wrong{CHECK + "kind = 'read_clock'\ndeviation = -1\n", "'deviation': expected a number from 0 to 3600"},
+        Wrong{GOOD + "measure = { command = ['a'], timeout = 1e300 }\n", "expected a number from 0.001 to 86400"},
+        Wrong{GOOD + "measure = [{ command = ['a'] }, { command = ['b'] }]\n", "a second program is given"},
         Wrong{"check = 5\n", "'check': expected a table, found 5"}));
 
 TEST(Plans, AllThatIsWrongIsToldAtOnceInTheOrderOfTheFile)
 {
     EXPECT_EQ(Problems("boot_timeout = -1\n" + CHECK + "kind = 'pwm'\nsetting = 4\n" + CHECK + "kind = 'pnig'\n"),
-              "plan:2:16: 'boot_timeout': expected at least 0\n"
+              "plan:2:16: 'boot_timeout': expected a number from 0 to 86400, found -1\n"
               "plan:5:11: 'setting': expected a whole number from 0 to 3, found 4\n"
               "plan:7:8: 'kind': there is no kind 'pnig', did you mean 'ping'?");
     EXPECT_EQ(Problems(CHECK + "kind = 'ping'\n", {{"host", "here"}, {"hots", "192.0.2.1"}}),
