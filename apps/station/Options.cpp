@@ -3,7 +3,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 
 namespace Station {
 
@@ -107,6 +109,13 @@ void Define(CLI::App& app, Options& options)
                      "Up to 26 bytes: numbers 0 to 255 (also 0x..), any other word and text:... as characters");
 }
 
+/// However it is spelled.
+std::filesystem::path FileOf(const std::string& path)
+{
+    std::error_code error;
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
+}
+
 /// What single options cannot tell.
 void CheckTogether(const CLI::App& app, Options& options)
 {
@@ -118,7 +127,7 @@ void CheckTogether(const CLI::App& app, Options& options)
     if (options.timeout && !(*options.timeout > 0)) {
         throw CLI::ValidationError("--timeout", "not a number");
     }
-    if (!options.json.empty() && options.json == options.junit) {
+    if (!options.json.empty() && !options.junit.empty() && FileOf(options.json) == FileOf(options.junit)) {
         throw CLI::ValidationError("--junit", "names the same file as --json");
     }
     if (options.repeat > 1 && (!options.json.empty() || !options.junit.empty())) {

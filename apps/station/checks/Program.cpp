@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,7 +25,8 @@ using Clock = std::chrono::steady_clock;
 using Environment = std::map<std::string, std::string>;
 
 constexpr std::size_t MOST_OUTPUT = std::size_t{64} * 1024;
-constexpr int SLICE_MS = 20;  // between two looks at the clock, the stop flag and the program
+constexpr off_t MOST_ERRORS = off_t{16} * 1024 * 1024;  // they are kept in memory
+constexpr int SLICE_MS = 20;                            // between two looks at the clock, the stop flag and the program
 
 /// A descriptor that is closed with its owner.
 class Descriptor {
@@ -126,6 +128,13 @@ public:
         return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
     }
     [[nodiscard]] const std::string& Printed() const { return m_printed; }
+    /// More than it may print, on either of its outputs.
+    [[nodiscard]] bool IsFlooding() const
+    {
+        struct stat errors {};
+        fstat(m_errors.Get(), &errors);
+        return m_printed.size() > MOST_OUTPUT || errors.st_size > MOST_ERRORS;
+    }
     /// The last line on its standard error.
     [[nodiscard]] std::string LastError() const
     {
@@ -189,6 +198,11 @@ Finding ReadValues(const Program& program, const std::string& printed)
             return Fail(program.command[0] + " did not print a JSON object with \"" + value.name + "\"");
         }
         const auto& found = json[value.name];
+        const bool isNumberExpected = value.limits.least || value.limits.most;
+        if (found.is_null() || (isNumberExpected && !found.is_number())) {
+            return Fail(program.command[0] + " printed " + found.dump() + " for \"" + value.name + "\", expected a " +
+                        (isNumberExpected ? "number" : "value"));
+        }
         if (found.is_number()) {
             value.value = found.get<double>();
         } else {
@@ -255,8 +269,8 @@ Finding RunProgram(const Program& program, const Environment& environment, const
             if (stop) {
                 return {Result::Aborted, "interrupted", {}, {}};
             }
-            if (process.Printed().size() > MOST_OUTPUT) {
-                return Fail(program.command[0] + " prints more than 64 KiB");
+            if (process.IsFlooding()) {
+                return Fail(program.command[0] + " prints more than 64 KiB, or more than 16 MiB of errors");
             }
             if (Clock::now() > end) {
                 return Fail(program.command[0] + " did not end within " + NumberText(program.timeout.count()) + " s");

@@ -19,11 +19,17 @@ namespace {
 
 std::string ReadFile(const std::string& path)
 {
+    constexpr std::size_t MOST = std::size_t{1024} * 1024;
     std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (!file) {
+    std::string text(MOST + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (file.bad() || !file.is_open()) {
         throw PlanError(path + ": cannot be read");
     }
+    if (file) {
+        throw PlanError(path + ": is no plan: larger than 1 MiB");
+    }
+    text.resize(static_cast<std::size_t>(file.gcount()));
     return text;
 }
 

@@ -107,11 +107,18 @@ std::string TestCase(const std::string& unit, const CheckRecord& check)
            "    </testcase>\n";
 }
 
-/// What stands for the run itself, where it did not come to its end.
+/// The checks, those that were left out (a build server takes a suite without skipped cases for a success), and what
+/// stands for the run itself, where it did not come to its end.
 std::vector<CheckRecord> Cases(const RunRecord& run)
 {
     std::vector<CheckRecord> cases = run.checks;
-    if (!run.problem.empty() && (cases.empty() || cases.back().result != Result::Aborted)) {
+    for (const std::string& name : run.leftOut) {
+        CheckRecord& check = cases.emplace_back();
+        check.name = name;
+        check.result = Result::NotDone;
+        check.message = "left out";
+    }
+    if (!run.problem.empty() && (run.checks.empty() || run.checks.back().result != Result::Aborted)) {
         CheckRecord whole;
         whole.name = "run";
         whole.message = run.problem;

@@ -60,15 +60,27 @@ void ReportFile::Write(const std::string& content)
     if (fsync(m_fd) != 0) {
         Fail(std::generic_category().message(errno));
     }
-    // A link never replaces a file that another run has made meanwhile.
-    const int result =
-        m_mayOverwrite ? rename(m_temporary.c_str(), m_path.c_str()) : link(m_temporary.c_str(), m_path.c_str());
-    if (result != 0) {
-        Fail(errno == EEXIST ? "another run has written it meanwhile" : std::generic_category().message(errno));
+    const std::string complete = std::exchange(m_temporary, "");
+    if (Rename(complete) != 0) {
+        Fail((errno == EEXIST ? "another run has written it meanwhile" : std::generic_category().message(errno)) +
+             "; this run's is in " + complete);
     }
+}
+
+/// Gives the complete file its name; never replaces one that another run has made meanwhile.
+int ReportFile::Rename(const std::string& complete) const
+{
     if (m_mayOverwrite) {
-        m_temporary.clear();
+        return rename(complete.c_str(), m_path.c_str());
     }
+    int result = renameat2(AT_FDCWD, complete.c_str(), AT_FDCWD, m_path.c_str(), RENAME_NOREPLACE);
+    if (result != 0 && errno == EINVAL) {  // a file system without this way has links
+        result = link(complete.c_str(), m_path.c_str());
+        if (result == 0) {
+            unlink(complete.c_str());
+        }
+    }
+    return result;
 }
 
 void ReportFile::Fail(const std::string& reason) const

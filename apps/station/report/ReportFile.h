@@ -18,10 +18,12 @@ public:
     ReportFile& operator=(const ReportFile&) = delete;
 
     /// Once, at the end of the run.
-    /// @throws std::runtime_error when it cannot be written, or another run has written it meanwhile
+    /// @throws std::runtime_error when it cannot be written, or another run has written it meanwhile: then the content
+    /// stays in a file beside it, which the message names
     void Write(const std::string& content);
 
 private:
+    [[nodiscard]] int Rename(const std::string& complete) const;
     [[noreturn]] void Fail(const std::string& reason) const;
 
     std::string m_path;

@@ -247,6 +247,10 @@ TEST(Checks, ProgramsMeasureWhatTheBoardCannotJudge)
     EXPECT_THAT(Told(measured(three, ", least = 3.1")),
                 ElementsAre("FAIL: set to 3; measured: v is 3 V, expected at least 3.1 V"));
     EXPECT_THAT(Told(measured("echo none", "")), ElementsAre(HasSubstr("did not print a JSON object with \"v\"")));
+    EXPECT_THAT(Told(measured(R"(echo "{\"v\": null}")", "")), ElementsAre(HasSubstr("printed null for \"v\"")));
+    EXPECT_THAT(Told(measured(R"(echo "{\"v\": \"3\"}")", ", least = 1")),
+                ElementsAre(HasSubstr("printed \"3\" for \"v\", expected a number")));
+    EXPECT_THAT(Told(measured("head -c 20M /dev/zero >&2; sleep 60", "")), ElementsAre(HasSubstr("16 MiB of errors")));
     EXPECT_THAT(Told(measured("echo no probe >&2; exit 3", "")),
                 ElementsAre(HasSubstr("ended with exit code 3: no probe")));
     EXPECT_THAT(Told(measured("kill -9 $$", "")), ElementsAre(HasSubstr("ended by signal 9")));

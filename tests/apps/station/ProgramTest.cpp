@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "FakeBoard.h"
+#include "apps/station/report/ReportFile.h"
 #include "tests/support/SimulatedBoard.h"
 #include "tests/support/Terminal.h"
 
@@ -99,8 +100,26 @@ TEST_F(StationProgram, RecordsAreValid)
                               "for name in 'abc':\n"
                               "    jsonschema.validate(json.load(open(f'{sys.argv[2]}/{name}.json')), schema)\n"
                               "    tree.parse(f'{sys.argv[2]}/{name}.xml')\n";
+    EXPECT_THAT(Content(File("b.xml")), HasSubstr("skipped message=\"left out\"")) << "no success for a build server";
     Program python({"/usr/bin/python3", "-c", check, RECORD_SCHEMA, m_folder});
     EXPECT_EQ(python.Finish(), 0) << python.Output();
+}
+
+TEST_F(StationProgram, TwoRunsAtOnceLoseNoRecord)
+{
+    Station::ReportFile first(File("a.json"), false);
+    Station::ReportFile second(File("a.json"), false);
+    first.Write("first");
+    std::string told;
+    try {
+        second.Write("second");
+    } catch (const std::runtime_error& error) {
+        told = error.what();
+    }
+    const std::string where = "another run has written it meanwhile; this run's is in ";
+    ASSERT_THAT(told, HasSubstr(where));
+    EXPECT_EQ(Content(told.substr(told.find(where) + where.size())), "second");
+    EXPECT_EQ(Content(File("a.json")), "first");
 }
 
 TEST_F(StationProgram, ExitCodesTellWhatBecameOfTheUnit)
@@ -131,8 +150,11 @@ TEST_F(StationProgram, WhatWasTypedWrongIsNamedAndNothingIsSent)
         {{"run", "--port", "x", "--timeout", "nan"}, "--timeout"},
         {{"run", "--port", "x", "--set", "host"}, "expected NAME=VALUE"},
         {{"run", "--port", "x", "--json", "same", "--junit", "same"}, "names the same file"},
+        {{"run", "--port", "x", "--json", "same", "--junit", "./same"}, "names the same file"},
         {{"run", "--port", "x", "--repeat", "2", "--json", "a"}, "a file holds one run"},
         {{"run", "--port", board.Port(), "--plan", "/nonexistent"}, "/nonexistent: cannot be read"},
+        {{"run", "--port", board.Port(), "--plan", m_folder}, ": cannot be read"},
+        {{"plan", "/dev/zero"}, "larger than 1 MiB"},
         {{"run", "--port", board.Port(), "--plan", Plan(SHORT), "--unit", "\xFF"}, "not UTF-8"},
         {{"run", "--port", board.Port(), "--plan", Plan(SHORT), "--json", "/nonexistent/a.json"},
          "cannot write /nonexistent/a.json"},
