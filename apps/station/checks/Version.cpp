@@ -23,6 +23,10 @@ protected:
         finding.message = "hardware " + hardware + ", library " + library;
         finding.values = {{"hardware version", hardware, "", {{}, {}, m_hardware}},
                           {"library version", library, "", {{}, {}, m_library}}};
+        if (library == "0.0.0") {  // as an application replies that fills in nothing
+            finding.result = Result::Fail;
+            finding.message = "the board tells no library version: check its test application";
+        }
     }
     void ExplainFailure(const Bytes& /*values*/, Finding& finding) const override
     {

@@ -93,9 +93,11 @@ bool Link::TakeReply(FrameScanner& scanner, unsigned char command, Transcript& t
 {
     while (std::optional<Bytes> frame = scanner.Next()) {
         transcript.Add(Traffic::Kind::Noise, Elapsed(), scanner.TakeNoise());
-        transcript.Add(Traffic::Kind::Received, Elapsed(), *frame);
         const bool isError = IsErrorFrame(*frame);
-        if (isError || (*frame)[2] == command) {
+        const bool isReply = isError || (*frame)[2] == command;
+        const bool isKept = isReply || transcript.Entries().size() < Transcript::MOST_ENTRIES;
+        transcript.Add(isKept ? Traffic::Kind::Received : Traffic::Kind::Noise, Elapsed(), *frame);
+        if (isReply) {
             exchange.outcome = isError ? Outcome::ErrorFrame : Outcome::Reply;
             exchange.reply = std::move(*frame);
             return true;

@@ -27,6 +27,8 @@ struct Traffic {
 class Transcript {
 public:
     static constexpr std::size_t MOST_NOISE = std::size_t{64} * 1024;
+    /// With as many entries, replies to other commands count as noise.
+    static constexpr std::size_t MOST_ENTRIES = 1000;
 
     /// Adds an entry, unless there are no bytes. The hook, if there is one, is told it.
     void Add(Traffic::Kind kind, Seconds at, Bytes bytes);

@@ -170,6 +170,18 @@ TEST(Runs, KeepOnlySoMuchOfAFlood)
     EXPECT_EQ(kept, Transcript::MOST_NOISE);
     EXPECT_GT(dropped, 0U);
     EXPECT_THAT(Told(record), HasSubstr(std::to_string(dropped) + " more bytes of noise came and were not kept"));
+
+    const auto others = [](FakeBoard& board, const Bytes& received) {
+        for (int i = 0; i < 5000; ++i) {
+            board.Send(MakeFrame(1, UART::CMD_RAM_TEST, {0}));
+            board.AwaitUnread(0);
+        }
+        FakeBoard::Healthy(board, received);
+    };
+    const CheckRecord replies =
+        RunPlan(BadInputs(others, 1), "[[check]]\nkind = 'inputs'\nexpect = [0x3F, 0]\ntimeout = 600\n").checks.at(0);
+    EXPECT_THAT(Told(replies), StartsWith("PASS: 3F 00, as expected"));
+    EXPECT_LE(replies.traffic.size(), Transcript::MOST_ENTRIES + Transcript::MOST_NOISE / UART::UART_FRAME_LEN + 2);
 }
 
 TEST(Runs, EndSoonWhereNoBoardAnswers)
