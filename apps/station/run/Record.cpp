@@ -65,13 +65,13 @@ Verdict Judge(const RunRecord& run)
 
 std::string Reason(const RunRecord& run)
 {
-    if (!run.problem.empty()) {
-        return run.problem;
-    }
+    std::string reason = run.problem;
     if (HasAny(run, Result::Fail)) {
-        return Names(run, Result::Fail);
+        return Names(run, Result::Fail).append(reason.empty() ? "" : "; ").append(reason);
     }
-    std::string reason;
+    if (!reason.empty()) {
+        return reason;
+    }
     if (!run.leftOut.empty()) {
         reason = std::to_string(run.leftOut.size()) + " of " + std::to_string(run.planned) + " checks were left out";
     }

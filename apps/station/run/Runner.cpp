@@ -132,7 +132,7 @@ bool Runner::RunBefore()
     return m_run.problem.empty();
 }
 
-/// After the verdict, whatever it is: power goes off again. When it fails the unit is not done.
+/// After the verdict, whatever it is: power goes off again. When it fails, a unit that has not failed is not done.
 void Runner::RunAfter()
 {
     if (!m_plan.after) {
@@ -142,9 +142,10 @@ void Runner::RunAfter()
     const std::atomic<bool> never{false};
     const Finding finding = RunProgram(*m_plan.after, m_environment, never);
     if (finding.result != Result::Pass) {
-        m_run.problem = "the program after the verdict failed: " + finding.message;
+        m_run.problem.append(m_run.problem.empty() ? "" : "; ").append("the program after the verdict failed: ");
+        m_run.problem.append(finding.message);
         m_run.couldRun = false;
-        m_run.verdict = Verdict::CouldNotRun;
+        m_run.verdict = m_run.verdict == Verdict::Fail ? Verdict::Fail : Verdict::CouldNotRun;
     }
 }
 

@@ -238,10 +238,10 @@ TEST(Checks, WrongFramesPassWithExactlyOneErrorFrame)
 
 TEST(Checks, ProgramsMeasureWhatTheBoardCannotJudge)
 {
-    const auto measured = [](const std::string& command, const std::string& limits) {
+    const auto measured = [](const std::string& command, const std::string& limits, const char* timeout = "60") {
         return RunPlan(FakeBoard::Healthy,
                        "[[check]]\nkind = 'pwm'\nsetting = 3\nmeasure = { command = ['sh', '-c', '" + command +
-                           "'], timeout = 0.5, values = [{ name = 'v', unit = 'V'" + limits + " }] }\n");
+                           "'], timeout = " + timeout + ", values = [{ name = 'v', unit = 'V'" + limits + " }] }\n");
     };
     const std::string three = R"(echo "{\"v\": 3.0}")";
     EXPECT_THAT(Told(measured(three, ", least = 2.9, most = 3.1")), ElementsAre("PASS: set to 3; measured: v 3 V"));
@@ -255,7 +255,7 @@ TEST(Checks, ProgramsMeasureWhatTheBoardCannotJudge)
     EXPECT_THAT(Told(measured("echo no probe >&2; exit 3", "")),
                 ElementsAre(HasSubstr("ended with exit code 3: no probe")));
     EXPECT_THAT(Told(measured("kill -9 $$", "")), ElementsAre(HasSubstr("ended by signal 9")));
-    EXPECT_THAT(Told(measured("sleep 60 & wait", "")), ElementsAre(HasSubstr("did not end within 0.5 s")));
+    EXPECT_THAT(Told(measured("sleep 60 & wait", "", "0.5")), ElementsAre(HasSubstr("did not end within 0.5 s")));
     EXPECT_THAT(Told(measured("yes", "")), ElementsAre(HasSubstr("prints more than 64 KiB")));
     const RunRecord missing =
         RunPlan(FakeBoard::Healthy, "[[check]]\nkind = 'program'\ncommand = ['/no/such/meter']\n");

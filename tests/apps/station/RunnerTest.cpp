@@ -302,6 +302,9 @@ TEST(Verdicts, ProgramsBeforeAndAfterCount)
     const RunRecord noLabel = with("true", "exit 1");
     EXPECT_EQ(noLabel.verdict, Verdict::CouldNotRun);
     EXPECT_THAT(noLabel.problem, HasSubstr("the program after the verdict failed: sh ended with exit code 1"));
+    const RunRecord failed = RunPlan(FakeBoard::Replying(INPUTS, {1}), "[after]\ncommand = ['false']\n" + READ_INPUTS);
+    EXPECT_EQ(failed.verdict, Verdict::Fail) << "the unit has failed all the same";
+    EXPECT_THAT(Reason(failed), StartsWith("inputs; the program after the verdict failed: false"));
 }
 
 TEST(Verdicts, GeneralTimeLimitsDoNotShortenWhatWaitsForAPerson)
