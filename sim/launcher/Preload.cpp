@@ -34,7 +34,7 @@ std::string Found(const std::string& program)
     const char* const path = std::getenv("PATH");
     std::istringstream folders(path != nullptr ? path : "/bin:/usr/bin");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string candidate = (folder.empty() ? "." : folder) + "/" + program;
+        std::string candidate = (folder.empty() ? "." : folder) + "/" + program;
         if (IsExecutable(candidate)) {
             return candidate;
         }

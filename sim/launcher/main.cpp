@@ -72,7 +72,7 @@ fs::path Find(const char* name, const char* installed)
 /// the PC's own devices.
 std::string Library()
 {
-    const std::string library = Find(SIMBOARD_LIBRARY, SIMBOARD_INSTALLED_LIBRARY);
+    std::string library = Find(SIMBOARD_LIBRARY, SIMBOARD_INSTALLED_LIBRARY);
     if (library.find_first_of(" :") != std::string::npos) {
         throw std::runtime_error("cannot run from a folder with a blank or colon in its path: " + library);
     }
