@@ -181,14 +181,20 @@ bool Runner::IsAnswering(Link& link, Seconds timeout)
 {
     Transcript transcript;
     transcript.OnEntry([this](const Traffic& entry) { m_sink.OnTraffic(entry); });
-    const Bytes frame = MakeFrame(link.BoardType(), UART::CMD_CONFIRM_TEST_MODE, {});
+    // A byte that no board looks at: without it, the reply would be the same as the question, and an echo pass for it.
+    Bytes question(UART::UART_BODY_LEN, 0);
+    question.back() = 1;
+    const Bytes frame = MakeFrame(link.BoardType(), UART::CMD_CONFIRM_TEST_MODE, question);
     const Exchange exchange = link.Transact(frame, UART::CMD_CONFIRM_TEST_MODE, timeout, transcript);
-    const bool isReply = exchange.outcome == Outcome::Reply;
+    const bool isEcho = exchange.reply == frame;
+    const bool isReply = exchange.outcome == Outcome::Reply && !isEcho;
     if (!isReply) {
         link.AwaitQuiet(SHORT_QUIET_WAIT, transcript);
     }
     std::string& message = m_run.link.message;
-    if (exchange.outcome == Outcome::ErrorFrame) {
+    if (isEcho) {
+        message = "what is sent comes back: check the serial cable, and the adapter";
+    } else if (exchange.outcome == Outcome::ErrorFrame) {
         message = "it answers with error frames: check the plan's board_type, and the serial cable";
     } else if (exchange.other) {
         message = "a reply to another command came: check that nobody else uses the port";

@@ -226,7 +226,8 @@ TEST(Checks, WrongFramesPassWithExactlyOneErrorFrame)
     EXPECT_EQ(RunPlan(FakeBoard::Healthy, toml).verdict, Verdict::Pass);
     const auto twice = [](FakeBoard& board, const Bytes& received) {
         FakeBoard::Healthy(board, received);
-        const bool isGood = received == MakeFrame(1, UART::CMD_CONFIRM_TEST_MODE, {});
+        const bool isGood = received.size() == UART::UART_FRAME_LEN && received[2] == UART::CMD_CONFIRM_TEST_MODE &&
+                            received == MakeFrame(1, received[2], {received.begin() + 3, received.end() - 2});
         if (!isGood) {
             board.AwaitUnread(0);
             FakeBoard::Healthy(board, received);

@@ -202,7 +202,9 @@ TEST(Runs, EndSoonWhereNoBoardAnswers)
             }
         }
     };
-    const Dead dead[] = {{Silent, "check that it is switched on, the serial cable, and the speed, 115200 bit/s"},
+    const auto echo = [](FakeBoard& board, const Bytes& received) { board.Send(received); };
+    const Dead dead[] = {{echo, "what is sent comes back: check the serial cable"},
+                         {Silent, "check that it is switched on, the serial cable, and the speed, 115200 bit/s"},
                          {garbage, "bytes came that are no reply: check the speed, 115200 bit/s"},
                          {Refuse, "it answers with error frames: check the plan's board_type"},
                          {slow, "bytes came that are no reply: check the speed"}};
