@@ -169,6 +169,16 @@ void Suggest(const CLI::App& app, const std::vector<std::string>& typed)
 
 }  // namespace
 
+void Options::ReplaceLine(Plan& replaced) const
+{
+    replaced.line.speed = speed.value_or(replaced.line.speed);
+    replaced.line.dataBits = dataBits.value_or(replaced.line.dataBits);
+    replaced.line.stopBits = stopBits.value_or(replaced.line.stopBits);
+    replaced.line.parity = parity.value_or(replaced.line.parity);
+    replaced.line.flowControl = flowControl.value_or(replaced.line.flowControl);
+    replaced.boardType = static_cast<unsigned char>(boardType.value_or(replaced.boardType));
+}
+
 Options ParseOptions(int argc, char** argv)
 {
     Options options;

@@ -37,6 +37,9 @@ struct Options {
     std::string command;
     std::vector<std::string> data;
     std::vector<std::string> words;  ///< as typed
+
+    /// Line settings and board type of the command line go before the plan's.
+    void ReplaceLine(Plan& replaced) const;
 };
 
 /// The program is to end now: after --help or --version (0), or because what was typed is wrong (2).

@@ -56,7 +56,8 @@ void ReportFile::Write(const std::string& content)
     }
     const mode_t mask = umask(0);
     umask(mask);
-    fchmod(m_fd, 0666 & ~mask);  // mkostemp makes it the owner's alone
+    constexpr mode_t ALL = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    fchmod(m_fd, ALL & ~mask);  // mkostemp makes it the owner's alone
     if (fsync(m_fd) != 0) {
         Fail(std::generic_category().message(errno));
     }

@@ -1,5 +1,5 @@
 // What a person types for `send`, as a command code and data bytes.
-#include "apps/station/Send.h"
+#include "apps/station/commands/SentCommand.h"
 
 #include <algorithm>
 #include <cctype>
