@@ -67,6 +67,12 @@ void DefineLine(CLI::App& app, Options& options)
     app.add_flag("--hex", options.showsFrames, "Show every frame: > sent, < received");
 }
 
+void DefineRecords(CLI::App& app, Options& options)
+{
+    app.add_option("--records", options.recordsUrl, "sqlite:PATH, postgresql://HOST/DATABASE or none: no PASS without")
+        ->type_name("URL");
+}
+
 void DefineRun(CLI::App& run, Options& options)
 {
     run.add_option("--plan", options.plan, "The plan's file (default: the built-in plan)")->type_name("FILE");
@@ -103,6 +109,7 @@ void Define(CLI::App& app, Options& options)
     CLI::App* const run = app.add_subcommand("run", "Test a unit as the plan says");
     DefineRun(*run, options);
     DefinePlan(*run, options);
+    DefineRecords(*run, options);
     CLI::App* const send = app.add_subcommand("send", "Send one command and show the reply");
     send->add_option("COMMAND", options.command, "Name, with or without CMD_, or number")->required();
     send->add_option("DATA", options.data,
@@ -123,6 +130,11 @@ void CheckTogether(const CLI::App& app, Options& options)
     options.action = app.got_subcommand("send") ? Options::Action::Send : options.action;
     if (options.port.empty() && options.action != Options::Action::Plan) {
         throw CLI::RequiredError("--port");
+    }
+    try {
+        options.records = options.action == Options::Action::Run ? ParseLocation(options.recordsUrl) : Location();
+    } catch (const std::invalid_argument& error) {
+        throw CLI::ValidationError("--records", error.what());
     }
     if (options.timeout && !(*options.timeout > 0)) {
         throw CLI::ValidationError("--timeout", "not a number");

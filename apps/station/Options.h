@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apps/station/plan/PlanFile.h"
+#include "apps/station/records/Location.h"
 
 namespace Station {
 
@@ -31,6 +32,8 @@ struct Options {
     std::vector<std::string> skip;
     int repeat = 1;
     bool keepsGoing = false;
+    std::string recordsUrl;  ///< as typed
+    Location records;
     std::string json;
     std::string junit;
     bool mayOverwrite = false;

@@ -8,6 +8,7 @@
 
 #include "apps/station/Console.h"
 #include "apps/station/commands/Commands.h"
+#include "apps/station/records/Records.h"
 #include "apps/station/report/JUnit.h"
 #include "apps/station/report/Json.h"
 #include "apps/station/report/ReportFile.h"
@@ -76,12 +77,12 @@ void CheckNames(const std::vector<std::string>& chosen, const Plan& plan)
     }
 }
 
-int RunOnce(const Options& options, const Plan& plan, const RunOptions& runOptions, Console& console,
-            const std::atomic<bool>& stop)
+int RunOnce(const Options& options, const Plan& plan, const RunOptions& runOptions, RecordSink& records,
+            Console& console, const std::atomic<bool>& stop)
 {
     ReportFile json(options.json, options.mayOverwrite);
     ReportFile junit(options.junit, options.mayOverwrite);
-    const RunRecord run = Runner(plan, runOptions, console, console, stop).Run();
+    const RunRecord run = Runner(plan, runOptions, console, {records, console}, stop).Run();
     bool isWritten = true;
     for (const auto& [file, content] : {std::pair{&json, ToJson(run)}, {&junit, ToJUnit(run)}}) {
         try {
@@ -92,6 +93,21 @@ int RunOnce(const Options& options, const Plan& plan, const RunOptions& runOptio
         }
     }
     return isWritten ? ExitCode(run.verdict) : COULD_NOT_RUN;
+}
+
+/// The records of earlier runs, with what they say of them told; null for none.
+std::unique_ptr<Records> OpenRecords(const Options& options, Console& console)
+{
+    if (options.records.file.empty()) {
+        return nullptr;
+    }
+    auto records = std::make_unique<Records>(options.records.file);
+    for (const RunRecord& run : records->CloseInterrupted()) {
+        console.Complain("the run of " + (run.unit.empty() ? "a unit without a number" : "unit " + run.unit) + " on " +
+                         run.port + " was interrupted, after " + std::to_string(run.checks.size()) + " of " +
+                         std::to_string(run.planned) + " checks: it is no PASS");
+    }
+    return records;
 }
 
 }  // namespace
@@ -107,12 +123,18 @@ int Test(const Options& options, const std::atomic<bool>& stop)
     Console console(stop);
     console.ShowFrames(options.showsFrames);
 
+    const std::unique_ptr<Records> records = OpenRecords(options, console);
+    const auto sink = records ? records->NewSink() : std::make_unique<RecordSink>();
+    if (records) {
+        runOptions.suspicion = records->Suspicion(options.port);
+    }
+
     constexpr int WORSE[] = {0, 2, 3, 1};  // of the exit codes
     int exitCode = 0;
     int passed = 0;
     int done = 0;
     while (done < options.repeat && !stop && (exitCode == 0 || options.keepsGoing)) {
-        const int code = RunOnce(options, plan, runOptions, console, stop);
+        const int code = RunOnce(options, plan, runOptions, *sink, console, stop);
         exitCode = WORSE[code] > WORSE[exitCode] ? code : exitCode;
         passed += code == 0 ? 1 : 0;
         ++done;

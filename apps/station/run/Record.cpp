@@ -2,10 +2,26 @@
 #include "apps/station/run/Record.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Station {
 
 namespace {
+
+constexpr const char* RESULTS[] = {"PASS", "FAIL", "NOT DONE", "ABORTED"};
+constexpr const char* VERDICTS[] = {"PASS",          "FAIL",        "PASSED, NOT COUNTED",
+                                    "COULD NOT RUN", "INTERRUPTED", "IN PROGRESS"};
+
+/// The place of a word in a list.
+template <std::size_t COUNT>
+std::size_t IndexOf(const std::string& word, const char* const (&words)[COUNT])
+{
+    const auto found = std::find(std::begin(words), std::end(words), word);
+    if (found == std::end(words)) {
+        throw std::invalid_argument("'" + word + "' is no word for how a check or a run ends");
+    }
+    return static_cast<std::size_t>(found - std::begin(words));
+}
 
 bool Counts(const CheckRecord& check, Result result)
 {
@@ -60,7 +76,7 @@ Verdict Judge(const RunRecord& run)
     if (HasAny(run, Result::Fail) || !run.problem.empty()) {
         return Verdict::Fail;
     }
-    return IsComplete(run) && hasPassed ? Verdict::Pass : Verdict::NotCounted;
+    return IsComplete(run) && hasPassed && run.isKept ? Verdict::Pass : Verdict::NotCounted;
 }
 
 std::string Reason(const RunRecord& run)
@@ -78,6 +94,9 @@ std::string Reason(const RunRecord& run)
     if (HasAny(run, Result::NotDone)) {
         reason += (reason.empty() ? "" : "; ") + std::string("not carried out: ") + Names(run, Result::NotDone);
     }
+    if (!run.isKept) {
+        reason += (reason.empty() ? "" : "; ") + std::string("it is in no records");
+    }
     return reason;
 }
 
@@ -88,23 +107,31 @@ int ExitCode(Verdict verdict)
         return 0;
     case Verdict::Fail:
         return 1;
-    case Verdict::CouldNotRun:
-        return 2;
-    default:
+    case Verdict::NotCounted:
         return 3;
+    default:
+        return 2;
     }
 }
 
 const char* Word(Result result)
 {
-    constexpr const char* WORDS[] = {"PASS", "FAIL", "NOT DONE", "ABORTED"};
-    return WORDS[static_cast<std::size_t>(result)];
+    return RESULTS[static_cast<std::size_t>(result)];
 }
 
 const char* Word(Verdict verdict)
 {
-    constexpr const char* WORDS[] = {"PASS", "FAIL", "PASSED, NOT COUNTED", "COULD NOT RUN"};
-    return WORDS[static_cast<std::size_t>(verdict)];
+    return VERDICTS[static_cast<std::size_t>(verdict)];
+}
+
+Result ResultOf(const std::string& word)
+{
+    return static_cast<Result>(IndexOf(word, RESULTS));
+}
+
+Verdict VerdictOf(const std::string& word)
+{
+    return static_cast<Verdict>(IndexOf(word, VERDICTS));
 }
 
 }  // namespace Station

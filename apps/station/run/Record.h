@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ enum class Verdict {
     Fail,         ///< a check failed
     NotCounted,   ///< nothing failed, but it is no PASS: something was not carried out
     CouldNotRun,  ///< the run could not begin, or did not come to its end
+    Interrupted,  ///< the station itself ended in the middle of the run: found at its next start
+    InProgress,   ///< not judged yet
 };
 
 struct RunRecord {
@@ -55,7 +58,8 @@ struct RunRecord {
     std::vector<CheckRecord> checks;
     std::string problem;   ///< why the run did not come to its end; empty when it did
     bool couldRun = true;  ///< false when that problem is not the unit's
-    Verdict verdict = Verdict::CouldNotRun;
+    bool isKept = false;   ///< in the records, durably
+    Verdict verdict = Verdict::InProgress;
 };
 
 /// How many checks ended like this.
@@ -71,13 +75,27 @@ int ExitCode(Verdict verdict);
 
 /// "PASS", "FAIL", "NOT DONE", "ABORTED"
 const char* Word(Result result);
-/// "PASS", "FAIL", "PASSED, NOT COUNTED", "COULD NOT RUN"
+/// "PASS", "FAIL", "PASSED, NOT COUNTED", "COULD NOT RUN", "INTERRUPTED", "IN PROGRESS"
 const char* Word(Verdict verdict);
+/// The one of that word.
+/// @throws std::invalid_argument
+Result ResultOf(const std::string& word);
+Verdict VerdictOf(const std::string& word);
+
+/// What was to be kept could not be kept.
+class RecordError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 /// Is told each thing as it happens, on the thread of the run.
 class RecordSink {
 public:
     virtual ~RecordSink() = default;
+
+    /// True for one that keeps what it is told: when a call returns, it is durable. Such a one throws RecordError when
+    /// it cannot.
+    [[nodiscard]] virtual bool IsKeeping() const { return false; }
 
     virtual void OnBegin(const RunRecord& /*run*/) {}
     /// A check begins; `name` is that of the plan.
@@ -86,6 +104,8 @@ public:
     /// Several times a second, while a reply is awaited.
     virtual void OnWait(const std::string& /*name*/, Seconds /*waited*/, Seconds /*limit*/) {}
     virtual void OnJudged(const RunRecord& /*run*/, const CheckRecord& /*check*/) {}
+    /// The checks have been judged; a program that the plan runs after that is still to come.
+    virtual void OnVerdict(const RunRecord& /*run*/) {}
     virtual void OnEnd(const RunRecord& /*run*/) {}
 };
 

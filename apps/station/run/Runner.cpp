@@ -32,37 +32,79 @@ std::string HostName()
 
 }  // namespace
 
-Runner::Runner(const Plan& plan, RunOptions options, Operator& people, RecordSink& sink, const std::atomic<bool>& stop)
-    : m_plan(plan), m_options(std::move(options)), m_people(people), m_sink(sink), m_stop(stop)
+Runner::Runner(const Plan& plan, RunOptions options, Operator& people, Sinks sinks, const std::atomic<bool>& stop)
+    : m_plan(plan), m_options(std::move(options)), m_people(people), m_sinks(sinks), m_stop(stop)
 {
 }
 
 RunRecord Runner::Run()
 {
     const auto start = std::chrono::steady_clock::now();
-    Begin();
-    try {
-        SerialPort port(m_options.port, m_plan.line);
-        Link link(port, m_plan.boardType, m_stop);
-        link.OnWait([this](Seconds waited, Seconds limit) { m_sink.OnWait(m_current, waited, limit); });
-        RunPlan(link);
-    } catch (const PortError& error) {
-        m_run.problem = error.what();
-        m_run.couldRun = false;
-    }
-    if (m_stop) {
-        m_run.problem = "interrupted";
-        m_run.couldRun = false;
+    Fill();
+    const bool hasBegun = Keep([this] { m_sinks.records.OnBegin(m_run); });
+    m_run.isKept = hasBegun && m_sinks.records.IsKeeping();
+    if (hasBegun) {
+        m_sinks.viewer.OnBegin(m_run);
+        OpenAndRun();
     }
     m_run.verdict = Judge(m_run);
-    RunAfter();
+    if (hasBegun && m_plan.after) {
+        RunAfter();
+    }
     m_run.end = m_run.start + std::chrono::duration_cast<std::chrono::system_clock::duration>(
                                   std::chrono::steady_clock::now() - start);
-    m_sink.OnEnd(m_run);
+    if (hasBegun) {
+        KeepEnd();
+    }
+    m_sinks.viewer.OnEnd(m_run);
     return m_run;
 }
 
-void Runner::Begin()
+/// Tells the records. A run that they cannot keep ends, and is no PASS.
+bool Runner::Keep(const std::function<void()>& tell)
+{
+    try {
+        tell();
+        return true;
+    } catch (const RecordError& error) {
+        End(error.what());
+        m_run.isKept = false;
+        return false;
+    }
+}
+
+/// What a failed write has left of a PASS must not come to light later: it is written over.
+void Runner::KeepEnd()
+{
+    if (!Keep([this] { m_sinks.records.OnEnd(m_run); })) {
+        m_run.verdict = Verdict::CouldNotRun;
+        Keep([this] { m_sinks.records.OnEnd(m_run); });
+    }
+}
+
+/// The run ends here, for a reason that is not the unit's.
+void Runner::End(const std::string& problem)
+{
+    m_run.problem = problem;
+    m_run.couldRun = false;
+}
+
+void Runner::OpenAndRun()
+{
+    try {
+        SerialPort port(m_options.port, m_plan.line);
+        Link link(port, m_plan.boardType, m_stop);
+        link.OnWait([this](Seconds waited, Seconds limit) { m_sinks.viewer.OnWait(m_current, waited, limit); });
+        RunPlan(link);
+    } catch (const PortError& error) {
+        End(error.what());
+    }
+    if (m_stop) {
+        End("interrupted");
+    }
+}
+
+void Runner::Fill()
 {
     m_run.id = NewUuid();
     m_run.unit = m_options.unit;
@@ -88,7 +130,6 @@ void Runner::Begin()
                      {"TESTMODE_UNIT", m_run.unit},
                      {"TESTMODE_PORT", std::filesystem::absolute(m_run.port)},
                      {"TESTMODE_PLAN", m_plan.name}};
-    m_sink.OnBegin(m_run);
 }
 
 bool Runner::IsChosen(const Entry& entry) const
@@ -122,11 +163,10 @@ void Runner::RunPlan(Link& link)
 bool Runner::RunBefore()
 {
     if (m_plan.before) {
-        m_sink.OnCheck("before");
+        m_sinks.viewer.OnCheck("before");
         const Finding finding = RunProgram(*m_plan.before, m_environment, m_stop);
         if (finding.result != Result::Pass) {
-            m_run.problem = "the program before the checks failed: " + finding.message;
-            m_run.couldRun = false;
+            End("the program before the checks failed: " + finding.message);
         }
     }
     return m_run.problem.empty();
@@ -135,16 +175,15 @@ bool Runner::RunBefore()
 /// After the verdict, whatever it is: power goes off again. When it fails, a unit that has not failed is not done.
 void Runner::RunAfter()
 {
-    if (!m_plan.after) {
-        return;
+    if (!Keep([this] { m_sinks.records.OnVerdict(m_run); })) {
+        m_run.verdict = Verdict::CouldNotRun;
     }
     m_environment["TESTMODE_VERDICT"] = Word(m_run.verdict);
     const std::atomic<bool> never{false};
     const Finding finding = RunProgram(*m_plan.after, m_environment, never);
     if (finding.result != Result::Pass) {
-        m_run.problem.append(m_run.problem.empty() ? "" : "; ").append("the program after the verdict failed: ");
-        m_run.problem.append(finding.message);
-        m_run.couldRun = false;
+        End(m_run.problem + (m_run.problem.empty() ? "" : "; ") +
+            "the program after the verdict failed: " + finding.message);
         m_run.verdict = m_run.verdict == Verdict::Fail ? Verdict::Fail : Verdict::CouldNotRun;
     }
 }
@@ -156,9 +195,9 @@ bool Runner::FindBoard(Link& link)
     m_run.link.code = UART::CMD_CONFIRM_TEST_MODE;
     const Seconds start = link.Elapsed();
     bool isAnswering = false;
-    m_sink.OnCheck(m_current);
+    m_sinks.viewer.OnCheck(m_current);
     while (!isAnswering && link.Elapsed() - start < m_plan.bootTimeout && !m_stop) {
-        m_sink.OnWait("waiting for the board to boot", link.Elapsed() - start, m_plan.bootTimeout);
+        m_sinks.viewer.OnWait("waiting for the board to boot", link.Elapsed() - start, m_plan.bootTimeout);
         const Seconds asked = link.Elapsed();
         isAnswering = IsAnswering(link, BOOT_INTERVAL);
         Transcript rest;
@@ -170,8 +209,7 @@ bool Runner::FindBoard(Link& link)
     m_run.link.duration = link.Elapsed() - start;
     m_run.link.result = isAnswering ? Result::Pass : Result::Fail;
     if (!isAnswering && !m_stop) {
-        m_run.problem = "no board answers on " + m_options.port + ": " + m_run.link.message;
-        m_run.couldRun = false;
+        End("no board answers on " + m_options.port + ": " + m_run.link.message + m_options.suspicion);
     }
     return isAnswering;
 }
@@ -180,7 +218,7 @@ bool Runner::FindBoard(Link& link)
 bool Runner::IsAnswering(Link& link, Seconds timeout)
 {
     Transcript transcript;
-    transcript.OnEntry([this](const Traffic& entry) { m_sink.OnTraffic(entry); });
+    transcript.OnEntry([this](const Traffic& entry) { m_sinks.viewer.OnTraffic(entry); });
     // A byte that no board looks at: without it, the reply would be the same as the question, and an echo pass for it.
     Bytes question(UART::UART_BODY_LEN, 0);
     question.back() = 1;
@@ -220,10 +258,10 @@ void Runner::Carry(Link& link, const Entry& entry)
     record.kind = entry.kind;
     record.code = entry.check->Code();
     record.isOptional = entry.isOptional;
-    m_sink.OnCheck(entry.name);
+    m_sinks.viewer.OnCheck(entry.name);
 
     Transcript transcript;
-    transcript.OnEntry([this](const Traffic& traffic) { m_sink.OnTraffic(traffic); });
+    transcript.OnEntry([this](const Traffic& traffic) { m_sinks.viewer.OnTraffic(traffic); });
     const bool isLimited = m_options.timeout && !entry.check->WaitsForPerson();
     Bench bench = {link,
                    m_people,
@@ -240,8 +278,7 @@ void Runner::Carry(Link& link, const Entry& entry)
     } catch (const PortError& error) {
         finding.result = Result::Aborted;
         finding.message = error.what();
-        m_run.problem = error.what();
-        m_run.couldRun = false;
+        End(error.what());
     }
     if (transcript.Dropped() > 0) {
         finding.message += " (" + std::to_string(transcript.Dropped()) + " more bytes of noise came and were not kept)";
@@ -254,7 +291,10 @@ void Runner::Carry(Link& link, const Entry& entry)
     record.attempts = bench.attempts;
     record.duration = link.Elapsed() - start;
     record.traffic = transcript.Entries();
-    m_sink.OnJudged(m_run, record);
+    if (!Keep([&] { m_sinks.records.OnJudged(m_run, record); })) {
+        return;
+    }
+    m_sinks.viewer.OnJudged(m_run, record);
 
     const bool mayStayDeaf = entry.check->WaitsForPerson() && &entry == &m_plan.entries.back();
     if (finding.isLinkInDoubt && !mayStayDeaf && m_run.problem.empty() && !m_stop) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -18,6 +19,7 @@ struct RunOptions {
     std::string port;
     std::string people;              ///< the operator's name
     std::string station;             ///< version of this program
+    std::string suspicion;           ///< what else to say when no board answers
     std::vector<std::string> words;  ///< of the command line, for the record
     std::vector<std::string> only;   ///< names of checks; all when empty
     std::vector<std::string> skip;   ///< names of checks
@@ -25,17 +27,27 @@ struct RunOptions {
     std::optional<Seconds> timeout;  ///< of an attempt that waits for nobody, instead of each check's own
 };
 
-/// One run on one thread. Plan, operator, sink and stop flag outlive it.
+/// Whoever is told of a run. What the records could not keep is not shown.
+struct Sinks {
+    RecordSink& records;
+    RecordSink& viewer;
+};
+
+/// One run on one thread. Plan, operator, sinks and stop flag outlive it.
 class Runner {
 public:
-    Runner(const Plan& plan, RunOptions options, Operator& people, RecordSink& sink, const std::atomic<bool>& stop);
+    Runner(const Plan& plan, RunOptions options, Operator& people, Sinks sinks, const std::atomic<bool>& stop);
 
-    /// Opens the port and carries the plan out, until its end, the stop flag, the loss of the port or of the board.
-    /// Throws what the sink throws.
+    /// Opens the port and carries the plan out, until its end, the stop flag, the loss of the port, of the board or of
+    /// the records.
     RunRecord Run();
 
 private:
-    void Begin();
+    void Fill();
+    void OpenAndRun();
+    bool Keep(const std::function<void()>& tell);
+    void KeepEnd();
+    void End(const std::string& problem);
     void RunPlan(Link& link);
     bool RunBefore();
     void RunAfter();
@@ -52,7 +64,7 @@ private:
     const Plan& m_plan;
     RunOptions m_options;
     Operator& m_people;
-    RecordSink& m_sink;
+    Sinks m_sinks;
     const std::atomic<bool>& m_stop;
     UnitState m_state;
     std::map<std::string, std::string> m_environment;

@@ -126,9 +126,10 @@ Station::RunRecord RunPlan(const FakeBoard& board, const Station::Plan& plan, St
 {
     static const std::atomic<bool> never{false};
     FakeOperator people(answer);
-    Station::RecordSink sink;
+    Station::RecordSink viewer;
+    FakeRecords records;
     options.port = board.Port();
-    return Station::Runner(plan, std::move(options), people, sink, never).Run();
+    return Station::Runner(plan, std::move(options), people, {records, viewer}, never).Run();
 }
 
 Station::RunRecord RunPlan(FakeBoard::Answer answer, const std::string& toml, std::optional<bool> yes)

@@ -73,6 +73,12 @@ private:
     std::optional<bool> m_answer;
 };
 
+/// Records that are forgotten.
+class FakeRecords : public Station::RecordSink {
+public:
+    [[nodiscard]] bool IsKeeping() const override { return true; }
+};
+
 /// Carries a plan out on a board.
 Station::RunRecord RunPlan(const FakeBoard& board, const Station::Plan& plan, Station::RunOptions options = {},
                            std::optional<bool> answer = std::nullopt);

@@ -28,8 +28,16 @@ using Words = std::vector<std::string>;
 
 class StationProgram : public testing::Test {
 protected:
-    void SetUp() override { std::filesystem::create_directory(m_folder); }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
+    void SetUp() override
+    {
+        std::filesystem::create_directory(m_folder);
+        setenv("XDG_STATE_HOME", (m_folder + "-state").c_str(), 1);
+    }
+    void TearDown() override
+    {
+        std::filesystem::remove_all(m_folder);
+        std::filesystem::remove_all(m_folder + "-state");
+    }
 
     [[nodiscard]] std::string File(const std::string& name) const { return m_folder + '/' + name; }
     /// A plan file.

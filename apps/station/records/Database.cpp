@@ -1,0 +1,121 @@
+// A connection to a database of records, its schema brought up to date.
+#include "apps/station/records/Database.h"
+
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include <soci/postgresql/soci-postgresql.h>
+#include <soci/sqlite3/soci-sqlite3.h>
+#include <unistd.h>
+
+#include "apps/station/records/Schema.h"
+
+namespace Station {
+
+namespace {
+
+/// One line, without the places in the database's libraries that a message comes through.
+std::string Plain(std::string message)
+{
+    for (const char* const end : {" while preparing ", " while executing "}) {
+        message = message.substr(0, message.find(end));
+    }
+    const std::string general = "Cannot establish connection to the database. ";
+    message = message.compare(0, general.size(), general) == 0 ? message.substr(general.size()) : message;
+    const std::size_t place = message.find("::");
+    if (place != std::string::npos && message.find(": ", place) != std::string::npos) {
+        message = message.substr(message.find(": ", place) + 2);
+    }
+    for (char& letter : message) {
+        letter = letter == '\n' || letter == '\t' ? ' ' : letter;
+    }
+    message.erase(message.find_last_not_of(' ') + 1);
+    return message;
+}
+
+}  // namespace
+
+Database::Database(const std::string& name, bool isSqlite) : m_name(name), m_isSqlite(isSqlite) {}
+
+Database Database::Sqlite(const std::string& file)
+{
+    constexpr const char* BUSY_SECONDS = "10";  // that another station may write in between
+    Database database(file, true);
+    std::error_code error;
+    const bool isFolderNew = std::filesystem::create_directories(std::filesystem::path(file).parent_path(), error);
+    if (file.find('"') != std::string::npos) {
+        throw RecordError("the records cannot be in " + file + ": its name has a quotation mark");
+    }
+    database.Open(soci::sqlite3, "dbname=\"" + file + "\" timeout=" + BUSY_SECONDS);
+    database.Do([](soci::session& sql) {
+        sql << "pragma auto_vacuum = incremental";  // of a new one: prune gives space back
+        sql << "pragma journal_mode = wal";
+        sql << "pragma synchronous = extra";  // each commit waits for the disk
+    });
+    database.Prepare();
+    if (isFolderNew) {
+        sync();  // the folder's own entry
+    }
+    return database;
+}
+
+Database Database::Postgres(const std::string& url)
+{
+    constexpr const char* LIMITS = "connect_timeout=5&tcp_user_timeout=10000";  // s, ms
+    Database database(url, false);
+    database.Open(soci::postgresql, url + (url.find('?') == std::string::npos ? '?' : '&') + LIMITS);
+    database.Prepare();
+    return database;
+}
+
+void Database::Open(const soci::backend_factory& factory, const std::string& parameters)
+{
+    try {
+        m_session = std::make_unique<soci::session>(factory, parameters);
+    } catch (const soci::soci_error& error) {
+        throw RecordError("the records in " + m_name + " cannot be opened: " + Plain(error.get_error_message()));
+    }
+}
+
+void Database::Prepare()
+{
+    Write([this](soci::session& sql) {
+        constexpr int OURS = 0x746D6F64;  // among those who take such locks: one station at a time makes the tables
+        if (!m_isSqlite) {
+            sql << "select pg_advisory_xact_lock(:ours)", soci::use(OURS, "ours");
+        }
+        BringUpToDate(sql, m_isSqlite);
+        sql << "select value from testmode where name = 'id'", soci::into(m_id);
+    });
+}
+
+void Database::Do(const std::function<void(soci::session&)>& work)
+{
+    try {
+        work(*m_session);
+    } catch (const soci::soci_error& error) {
+        throw RecordError("the records in " + m_name + ": " + Plain(error.get_error_message()));
+    } catch (const RecordError& error) {
+        throw RecordError("the records in " + m_name + ": " + error.what());
+    }
+}
+
+void Database::Write(const std::function<void(soci::session&)>& work)
+{
+    Do([&](soci::session& sql) {
+        sql << (m_isSqlite ? "begin immediate" : "begin");
+        try {
+            work(sql);
+            sql << "commit";
+        } catch (...) {
+            try {
+                sql << "rollback";
+            } catch (const soci::soci_error&) {  // it has been undone already: the first error tells why
+            }
+            throw;
+        }
+    });
+}
+
+}  // namespace Station

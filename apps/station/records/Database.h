@@ -1,0 +1,71 @@
+// A connection to a database of records, its schema brought up to date.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include <soci/soci.h>
+
+#include "apps/station/run/Record.h"
+
+/// An optional value is a column that may be null.
+template <typename Held>
+struct soci::type_conversion<std::optional<Held>> {
+    using base_type = typename soci::type_conversion<Held>::base_type;
+
+    static void from_base(const base_type& in, soci::indicator indicator, std::optional<Held>& out)
+    {
+        out.reset();
+        if (indicator != soci::i_null) {
+            soci::type_conversion<Held>::from_base(in, indicator, out.emplace());
+        }
+    }
+    static void to_base(const std::optional<Held>& in, base_type& out, soci::indicator& indicator)
+    {
+        indicator = soci::i_null;
+        if (in) {
+            soci::type_conversion<Held>::to_base(*in, out, indicator);
+        }
+    }
+};
+
+namespace Station {
+
+/// Of columns: SQLite's and PostgreSQL's 64-bit integers. SOCI exchanges them as this type.
+using Integer = long long;
+
+/// One connection, for one thread at a time. Everything that it is asked for fails with RecordError, which names the
+/// database.
+class Database {
+public:
+    /// The SQLite database in that file, which is made if there is none, with its folder. What is committed is durable:
+    /// it is written ahead, and each commit waits for the disk.
+    static Database Sqlite(const std::string& file);
+    /// The PostgreSQL database of that URL.
+    static Database Postgres(const std::string& url);
+
+    [[nodiscard]] bool IsSqlite() const { return m_isSqlite; }
+    /// File or URL.
+    [[nodiscard]] const std::string& Name() const { return m_name; }
+    /// Its own UUID, given when it was made.
+    [[nodiscard]] const std::string& Id() const { return m_id; }
+
+    /// Lets the function work with the connection.
+    void Do(const std::function<void(soci::session&)>& work);
+    /// The same in one transaction, which nobody else writes in between; it is undone when the function throws.
+    void Write(const std::function<void(soci::session&)>& work);
+
+private:
+    Database(const std::string& name, bool isSqlite);
+    void Open(const soci::backend_factory& factory, const std::string& parameters);
+    void Prepare();
+
+    std::unique_ptr<soci::session> m_session;
+    std::string m_name;
+    bool m_isSqlite;
+    std::string m_id;
+};
+
+}  // namespace Station

@@ -1,0 +1,46 @@
+// Tells the runs that are in progress from those that a killed station has left.
+#include "apps/station/records/RunLocks.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Station {
+
+RunLocks::RunLocks(const std::string& file)
+    : m_fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH))
+{
+    if (m_fd < 0) {
+        throw RecordError("cannot open " + file + ": " + std::generic_category().message(errno));
+    }
+}
+
+RunLocks::~RunLocks()
+{
+    close(m_fd);
+}
+
+bool RunLocks::Take(Integer run)
+{
+    return Set(F_WRLCK, run);
+}
+
+void RunLocks::Release(Integer run)
+{
+    Set(F_UNLCK, run);
+}
+
+bool RunLocks::Set(short type, Integer run)
+{
+    struct flock lock = {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = static_cast<off_t>(run);
+    lock.l_len = 1;
+    return fcntl(m_fd, F_OFD_SETLK, &lock) == 0;
+}
+
+}  // namespace Station
