@@ -7,6 +7,8 @@
 #include <iostream>
 #include <system_error>
 
+#include <sys/stat.h>
+
 namespace Station {
 
 namespace {
@@ -73,14 +75,26 @@ void DefineRecords(CLI::App& app, Options& options)
         ->type_name("URL");
 }
 
+void DefineUnits(CLI::App& app, Options& options)
+{
+    app.add_option("--plan", options.plan, "The plan's file (default: the built-in plan)")->type_name("FILE");
+    app.add_option("--operator", options.people, "Who tests, for the record")->type_name("NAME");
+    DefinePlan(app, options);
+    DefineRecords(app, options);
+    app.add_option("--record-dir", options.recordFolder,
+                   "Write each run's record to this folder, as JSON and JUnit XML")
+        ->type_name("DIR");
+}
+
 void DefineRun(CLI::App& run, Options& options)
 {
-    run.add_option("--plan", options.plan, "The plan's file (default: the built-in plan)")->type_name("FILE");
-    run.add_option("--unit", options.unit, "Serial number of the unit")->type_name("SN");
-    run.add_option("--operator", options.people, "Who tests, for the record")->type_name("NAME");
     const auto names = [&run](const char* name, std::vector<std::string>& list, const char* text) {
         run.add_option(name, list, text)->type_name("NAME")->take_all()->expected(1);
     };
+    run.add_option("--unit", options.units, "Serial number of the unit; of several in the order of their ports")
+        ->type_name("SN")
+        ->take_all()
+        ->expected(1);
     names("--only", options.only, "Carry out this check alone, or these: no PASS of the unit");
     names("--skip", options.skip, "Leave this check out, or these: no PASS of the unit");
     run.add_option("--repeat", options.repeat, "Run the plan so often (burn-in)")
@@ -100,16 +114,20 @@ void Define(CLI::App& app, Options& options)
     app.require_subcommand(1);
     app.fallthrough();
     app.get_formatter()->column_width(28);
-    app.add_option("--port", options.port, "Serial port that the board is connected to")->type_name("DEVICE");
+    app.add_option("--port", options.ports, "Serial port of a board; several for several boards at once")
+        ->type_name("DEVICE")
+        ->take_all()
+        ->expected(1)
+        ->allow_extra_args(false);
     DefineLine(app, options);
 
     CLI::App* const plan = app.add_subcommand("plan", "Print the built-in plan, or check a plan and list its checks");
     plan->add_option("FILE", options.plan, "A plan's file");
     DefinePlan(*plan, options);
     CLI::App* const run = app.add_subcommand("run", "Test a unit as the plan says");
+    DefineUnits(*run, options);
     DefineRun(*run, options);
-    DefinePlan(*run, options);
-    DefineRecords(*run, options);
+    DefineUnits(*app.add_subcommand("line", "Test unit after unit, as their serial numbers are scanned"), options);
     CLI::App* const send = app.add_subcommand("send", "Send one command and show the reply");
     send->add_option("COMMAND", options.command, "Name, with or without CMD_, or number")->required();
     send->add_option("DATA", options.data,
@@ -123,16 +141,50 @@ std::filesystem::path FileOf(const std::string& path)
     return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
 }
 
+/// However it is named: a link below /dev/serial/by-id is the port that it points to.
+bool IsSamePort(const std::string& one, const std::string& other)
+{
+    struct stat first {};
+    struct stat second {};
+    const bool areDevices = stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+                            S_ISCHR(first.st_mode) && S_ISCHR(second.st_mode);
+    return areDevices ? first.st_rdev == second.st_rdev : FileOf(one) == FileOf(other);
+}
+
+void CheckPorts(const Options& options)
+{
+    for (auto port = options.ports.begin(); port != options.ports.end(); ++port) {
+        const auto same =
+            std::find_if(options.ports.begin(), port, [&](const auto& other) { return IsSamePort(other, *port); });
+        if (same != port) {
+            throw CLI::ValidationError("--port", *port + " and " + *same + " are the same port");
+        }
+    }
+    const std::string count = std::to_string(options.ports.size());
+    if (options.ports.size() > 1 && options.action == Options::Action::Send) {
+        throw CLI::ValidationError("--port", "a command is sent to one port, not " + count);
+    }
+    if (!options.units.empty() && options.units.size() != options.ports.size()) {
+        throw CLI::ValidationError("--unit", std::to_string(options.units.size()) + " units for " + count +
+                                                 " ports: give one for each, in the same order");
+    }
+    if (options.ports.size() > 1 && (!options.json.empty() || !options.junit.empty())) {
+        throw CLI::ValidationError("--port", "a file holds one run: with several ports use --record-dir");
+    }
+}
+
 /// What single options cannot tell.
 void CheckTogether(const CLI::App& app, Options& options)
 {
     options.action = app.got_subcommand("plan") ? Options::Action::Plan : Options::Action::Run;
+    options.action = app.got_subcommand("line") ? Options::Action::Line : options.action;
     options.action = app.got_subcommand("send") ? Options::Action::Send : options.action;
-    if (options.port.empty() && options.action != Options::Action::Plan) {
+    if (options.ports.empty() && options.action != Options::Action::Plan) {
         throw CLI::RequiredError("--port");
     }
+    CheckPorts(options);
     try {
-        options.records = options.action == Options::Action::Run ? ParseLocation(options.recordsUrl) : Location();
+        options.records = options.IsTesting() ? ParseLocation(options.recordsUrl) : Location();
     } catch (const std::invalid_argument& error) {
         throw CLI::ValidationError("--records", error.what());
     }
@@ -143,7 +195,7 @@ void CheckTogether(const CLI::App& app, Options& options)
         throw CLI::ValidationError("--junit", "names the same file as --json");
     }
     if (options.repeat > 1 && (!options.json.empty() || !options.junit.empty())) {
-        throw CLI::ValidationError("--repeat", "a file holds one run: leave --json and --junit out");
+        throw CLI::ValidationError("--repeat", "a file holds one run: use --record-dir");
     }
 }
 

@@ -12,9 +12,9 @@
 namespace Station {
 
 struct Options {
-    enum class Action { Plan, Run, Send };
+    enum class Action { Plan, Run, Line, Send };
     Action action = Action::Plan;
-    std::string port;
+    std::vector<std::string> ports;
     std::string plan;  ///< a file; empty is the built-in plan
     Overrides settings;
     std::optional<int> speed;  ///< line settings and board type instead of the plan's
@@ -26,7 +26,7 @@ struct Options {
     std::optional<int> retries;
     std::optional<double> timeout;
     bool showsFrames = false;
-    std::string unit;
+    std::vector<std::string> units;  ///< none, or one for each port
     std::string people;
     std::vector<std::string> only;
     std::vector<std::string> skip;
@@ -34,6 +34,7 @@ struct Options {
     bool keepsGoing = false;
     std::string recordsUrl;  ///< as typed
     Location records;
+    std::string recordFolder;  ///< gets files of each run; empty for none
     std::string json;
     std::string junit;
     bool mayOverwrite = false;
@@ -41,6 +42,8 @@ struct Options {
     std::vector<std::string> data;
     std::vector<std::string> words;  ///< as typed
 
+    /// Units are tested: there are records.
+    [[nodiscard]] bool IsTesting() const { return action == Action::Run || action == Action::Line; }
     /// Line settings and board type of the command line go before the plan's.
     void ReplaceLine(Plan& replaced) const;
 };

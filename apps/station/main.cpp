@@ -56,6 +56,8 @@ int Start(int argc, char** argv)
     switch (options.action) {
     case Options::Action::Plan:
         return ShowPlan(options);
+    case Options::Action::Line:
+        return Line(options, g_stop);
     case Options::Action::Send:
         return Send(options, g_stop);
     default:

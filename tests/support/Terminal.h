@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "tests/support/Wait.h"
@@ -70,6 +71,13 @@ public:
         return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -1;
     }
     [[nodiscard]] const std::string& Shown() const { return m_shown; }
+    /// Whether it shows what is typed and hands it on line by line, as it does for a shell.
+    [[nodiscard]] bool IsAsForAShell() const
+    {
+        termios settings = {};
+        tcgetattr(m_fd, &settings);
+        return (settings.c_lflag & ICANON) != 0 && (settings.c_lflag & ECHO) != 0;
+    }
 
 private:
     void Take()

@@ -14,6 +14,8 @@ constexpr int COULD_NOT_RUN = 2;  // an exit code
 int ShowPlan(const Options& options);
 /// send
 int Send(const Options& options, const std::atomic<bool>& stop);
+/// line
+int Line(const Options& options, const std::atomic<bool>& stop);
 /// run
 int Test(const Options& options, const std::atomic<bool>& stop);
 

@@ -13,11 +13,12 @@ namespace Station {
 int Send(const Options& options, const std::atomic<bool>& stop)
 {
     const auto command = std::make_shared<SentCommand>(ParseCommand(options.command), ParseData(options.data));
-    Console console(stop);
-    console.ShowFrames(options.showsFrames);
+    Console wholeConsole(stop, options.ports);
+    Console::View& console = wholeConsole.At(0);
+    wholeConsole.ShowFrames(options.showsFrames);
     Plan plan;
     options.ReplaceLine(plan);
-    SerialPort port(options.port, plan.line);
+    SerialPort port(options.ports[0], plan.line);
     Link link(port, plan.boardType, stop);
     const std::string name = CommandName(*command->Code());
     link.OnWait([&](Seconds waited, Seconds limit) { console.OnWait(name, waited, limit); });

@@ -3,9 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iomanip>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "apps/station/report/Text.h"
 
@@ -14,14 +12,6 @@ namespace Station {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string UtcTimestamp(std::chrono::system_clock::time_point time)
-{
-    const auto sinceEpoch = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
-    std::ostringstream text;
-    text << UtcTime(time) << '.' << std::setfill('0') << std::setw(3) << sinceEpoch.count() % 1000 << 'Z';
-    return text.str();
-}
 
 /// Seconds, rounded to a microsecond.
 double ToMicrosecond(Seconds duration)

@@ -59,4 +59,12 @@ std::string TrafficLine(const Traffic& entry)
            (entry.kind == Traffic::Kind::Noise ? " (noise)" : "");
 }
 
+std::string UtcTimestamp(std::chrono::system_clock::time_point time)
+{
+    const auto sinceEpoch = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
+    std::ostringstream text;
+    text << UtcTime(time) << '.' << std::setfill('0') << std::setw(3) << sinceEpoch.count() % 1000 << 'Z';
+    return text.str();
+}
+
 }  // namespace Station

@@ -21,5 +21,7 @@ std::string Fixed(Seconds duration, int digits);
 
 /// "2026-11-16T16:21:35", UTC.
 std::string UtcTime(std::chrono::system_clock::time_point time);
+/// "2026-11-16T16:21:35.123Z"
+std::string UtcTimestamp(std::chrono::system_clock::time_point time);
 
 }  // namespace Station

@@ -113,6 +113,21 @@ TEST_F(StationProgram, RecordsAreValid)
     EXPECT_EQ(python.Finish(), 0) << python.Output();
 }
 
+TEST_F(StationProgram, AFolderGetsTheFilesOfEachRun)
+{
+    const FakeBoard board(FakeBoard::Healthy);
+    const std::string plan = Plan("[[check]]\nkind = 'confirm'\n");
+    ExpectRun(0, board, plan, {"--unit", "../A 1", "--repeat", "2", "--record-dir", File("runs/new")});
+    ExpectRun(0, board, plan, {"--unit", std::string(256, '/'), "--record-dir", File("runs/new")});
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(File("runs/new"))) {
+        names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    ASSERT_EQ(names.size(), 6U);
+    EXPECT_THAT(names[2], testing::MatchesRegex("%2E\\.%2FA%201_20.*Z\\.json"));
+}
+
 TEST_F(StationProgram, TwoRunsAtOnceLoseNoRecord)
 {
     Station::ReportFile first(File("a.json"), false);

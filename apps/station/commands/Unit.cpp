@@ -1,0 +1,130 @@
+// One unit on one port: what the subcommands that test units have in common.
+#include "apps/station/commands/Unit.h"
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
+
+#include "apps/station/commands/Commands.h"
+#include "apps/station/report/JUnit.h"
+#include "apps/station/report/Json.h"
+#include "apps/station/report/ReportFile.h"
+#include "apps/station/report/Text.h"
+#include "apps/station/run/Runner.h"
+
+namespace Station {
+
+namespace {
+
+RunOptions MakeRunOptions(const Options& options, const std::string& port, const std::string& unit)
+{
+    RunOptions run;
+    run.unit = unit;
+    run.port = port;
+    run.people = options.people;
+    run.station = STATION_VERSION;
+    run.words = options.words;
+    run.only = options.only;
+    run.skip = options.skip;
+    run.retries = options.retries;
+    if (options.timeout) {
+        run.timeout = Seconds(*options.timeout);
+    }
+    return run;
+}
+
+/// Of the files of one run, without their ending: named by unit and time, "A-17_2026-11-23T10.30.05.123Z". What no file
+/// name should have becomes %2F and the like; a unit without a number has its port's name.
+std::string RecordPath(const std::string& folder, const std::string& port, const std::string& unit)
+{
+    std::string name;
+    for (const char character : unit.empty() ? std::filesystem::path(port).filename().string() : unit) {
+        const auto byte = static_cast<unsigned char>(character);
+        const bool isPlain = std::isalnum(byte) != 0 || (character == '.' && !name.empty()) || character == '-' ||
+                             character == '_' || byte >= 0x80;
+        name += isPlain ? std::string(1, character) : '%' + Hex({byte});
+    }
+    constexpr std::size_t MOST = 128;  // bytes; a file's name has 255
+    name.resize(std::min(name.size(), MOST));
+    std::filesystem::create_directories(folder);
+    std::string time = UtcTimestamp(std::chrono::system_clock::now());
+    std::replace(time.begin(), time.end(), ':', '.');
+    return folder + '/' + name + '_' + time;
+}
+
+}  // namespace
+
+Plan ReadPlan(const Options& options)
+{
+    Plan plan = ReadPlan(options.plan, options.settings);
+    options.ReplaceLine(plan);
+    return plan;
+}
+
+std::string SerialNumber(const std::string& scanned, const Plan& plan)
+{
+    constexpr std::size_t MOST = 256;  // matching a regular expression takes stack for each byte
+    constexpr const char* BLANKS = " \t\r\n\v\f";
+    const std::size_t first = scanned.find_first_not_of(BLANKS);
+    std::string unit =
+        first == std::string::npos ? "" : scanned.substr(first, scanned.find_last_not_of(BLANKS) - first + 1);
+    if (unit.size() > MOST) {
+        throw std::runtime_error("a serial number has at most " + std::to_string(MOST) + " bytes, not " +
+                                 std::to_string(unit.size()));
+    }
+    if (plan.serialNumber && unit.empty()) {
+        throw std::runtime_error("the plan asks for the unit's serial number: give it with --unit");
+    }
+    if (plan.serialNumber && !std::regex_match(unit, *plan.serialNumber)) {
+        throw std::runtime_error("'" + unit + "' is no serial number of this plan, which asks for " +
+                                 plan.serialPattern);
+    }
+    try {
+        nlohmann::json(unit).dump();
+    } catch (const nlohmann::json::exception&) {
+        throw std::runtime_error("the serial number is not UTF-8");
+    }
+    return unit;
+}
+
+std::unique_ptr<Records> OpenRecords(const Options& options, Console& console)
+{
+    if (options.records.file.empty()) {
+        return nullptr;
+    }
+    auto records = std::make_unique<Records>(options.records.file);
+    for (const RunRecord& run : records->CloseInterrupted()) {
+        console.Complain("the run of " + (run.unit.empty() ? "a unit without a number" : "unit " + run.unit) + " on " +
+                         run.port + " was interrupted, after " + std::to_string(run.checks.size()) + " of " +
+                         std::to_string(run.planned) + " checks: it is no PASS");
+    }
+    return records;
+}
+
+int TestUnit(const Bay& bay, const std::string& port, const std::string& unit, Console::View& console)
+{
+    const Options& options = bay.options;
+    const std::string path = options.recordFolder.empty() ? "" : RecordPath(options.recordFolder, port, unit);
+    ReportFile json(path.empty() ? options.json : path + ".json", options.mayOverwrite);
+    ReportFile junit(path.empty() ? options.junit : path + ".xml", options.mayOverwrite);
+    RunOptions runOptions = MakeRunOptions(options, port, unit);
+    runOptions.suspicion = bay.records != nullptr ? bay.records->Suspicion(port) : "";
+    const auto sink = bay.records != nullptr ? bay.records->NewSink() : std::make_unique<RecordSink>();
+    const RunRecord run = Runner(bay.plan, runOptions, console, {*sink, console}, bay.stop).Run();
+    bool isWritten = true;
+    for (const auto& [file, content] : {std::pair{&json, ToJson(run)}, {&junit, ToJUnit(run)}}) {
+        try {
+            file->Write(content);
+        } catch (const std::exception& error) {
+            console.Complain(error.what() + std::string(": without its record the run does not count"));
+            isWritten = false;
+        }
+    }
+    return isWritten ? ExitCode(run.verdict) : COULD_NOT_RUN;
+}
+
+}  // namespace Station
