@@ -24,9 +24,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Environment = std::map<std::string, std::string>;
 
+constexpr const char* INTERRUPTED = "interrupted";
 constexpr std::size_t MOST_OUTPUT = std::size_t{64} * 1024;
 constexpr off_t MOST_ERRORS = off_t{16} * 1024 * 1024;  // they are kept in memory
 constexpr int SLICE_MS = 20;                            // between two looks at the clock, the stop flag and the program
+constexpr std::chrono::seconds DEATH_WAIT{2};           // of a program that was killed; one of another user's cannot be
 
 /// A descriptor that is closed with its owner.
 class Descriptor {
@@ -72,12 +74,13 @@ std::vector<char*> Pointers(std::vector<std::string>& texts)
     return pointers;
 }
 
-/// A running program, and what it prints. Whatever is left of its process group ends with this object.
+/// A running program, and what it prints. It has a session of its own, and so no terminal. Whatever is left of its
+/// process group ends with this object.
 class Process {
 public:
     Process(const Program& program, const Environment& environment) : m_errors(memfd_create("stderr", MFD_CLOEXEC))
     {
-        int ends[2] = {-1, -1};
+        int ends[2] = {};
         if (m_errors.Get() < 0 || pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
             throw std::system_error(errno, std::generic_category(), "cannot run " + program.command[0]);
         }
@@ -91,9 +94,8 @@ public:
     }
     ~Process()
     {
-        kill(-m_pid, SIGKILL);
-        if (!m_isReaped) {
-            waitpid(m_pid, nullptr, 0);
+        if (!m_wasKilled) {
+            Kill();
         }
         close(m_output);
     }
@@ -104,9 +106,7 @@ public:
     bool Watch()
     {
         pollfd output = {m_output, POLLIN, 0};
-        siginfo_t end = {};
-        waitid(P_PID, static_cast<id_t>(m_pid), &end, WEXITED | WNOHANG | WNOWAIT);
-        const bool hasEnded = end.si_pid == m_pid;
+        const bool hasEnded = HasEnded();
         poll(&output, 1, hasEnded ? 0 : SLICE_MS);
         char bytes[4096];
         ssize_t count = 0;
@@ -118,15 +118,20 @@ public:
         }
         return hasEnded;
     }
-    /// After its end: the exit code, or minus the signal that ended it.
-    int Reap()
+    /// Ends what is left of its group, while its number is still taken. False when it runs on all the same: it belongs
+    /// to another user, or hangs in the kernel.
+    bool Kill()
     {
-        kill(-m_pid, SIGKILL);  // what it left behind, while its number is still taken
-        int status = 0;
-        waitpid(m_pid, &status, 0);
-        m_isReaped = true;
-        return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+        m_wasKilled = true;
+        kill(-m_pid, SIGKILL);
+        const Clock::time_point end = Clock::now() + DEATH_WAIT;
+        while (!HasEnded() && Clock::now() < end) {
+            poll(nullptr, 0, SLICE_MS);
+        }
+        return waitpid(m_pid, &m_status, WNOHANG) == m_pid;
     }
+    /// After its end: the exit code, or minus the signal that ended it.
+    [[nodiscard]] int ExitCode() const { return WIFSIGNALED(m_status) ? -WTERMSIG(m_status) : WEXITSTATUS(m_status); }
     [[nodiscard]] const std::string& Printed() const { return m_printed; }
     /// More than it may print, on either of its outputs.
     [[nodiscard]] bool IsFlooding() const
@@ -148,6 +153,12 @@ public:
     }
 
 private:
+    [[nodiscard]] bool HasEnded() const
+    {
+        siginfo_t end = {};
+        waitid(P_PID, static_cast<id_t>(m_pid), &end, WEXITED | WNOHANG | WNOWAIT);
+        return end.si_pid == m_pid;
+    }
     int Spawn(const Program& program, const Environment& environment, int output)
     {
         std::vector<std::string> words = program.command;
@@ -158,7 +169,7 @@ private:
         sigemptyset(&none);
         posix_spawnattr_t attributes;
         posix_spawnattr_init(&attributes);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
         posix_spawnattr_setsigdefault(&attributes, &signals);
         posix_spawnattr_setsigmask(&attributes, &none);
         posix_spawn_file_actions_t actions;
@@ -179,9 +190,28 @@ private:
     Descriptor m_errors;
     int m_output = -1;
     pid_t m_pid = -1;
-    bool m_isReaped = false;
+    bool m_wasKilled = false;
+    int m_status = 0;
     std::string m_printed;
 };
+
+/// Takes what it prints until it has ended; why it has to be ended before, or nothing.
+std::string Await(Process& process, Seconds timeout, const std::atomic<bool>& stop)
+{
+    const Clock::time_point end = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
+    while (!process.Watch()) {
+        if (stop) {
+            return INTERRUPTED;
+        }
+        if (process.IsFlooding()) {
+            return "prints more than 64 KiB, or more than 16 MiB of errors";
+        }
+        if (Clock::now() > end) {
+            return "did not end within " + NumberText(timeout.count()) + " s";
+        }
+    }
+    return "";
+}
 
 Finding Fail(const std::string& message)
 {
@@ -231,9 +261,7 @@ public:
     Finding CarryOut(Bench& bench) const override
     {
         ++bench.attempts;
-        Program program = m_program;
-        program.timeout = bench.timeout.value_or(program.timeout);
-        return RunProgram(program, bench.environment, bench.link.StopFlag());
+        return RunProgram(m_program, bench.environment, bench.link.StopFlag());
     }
 
 private:
@@ -264,20 +292,15 @@ Finding RunProgram(const Program& program, const Environment& environment, const
 {
     try {
         Process process(program, environment);
-        const Clock::time_point end = Clock::now() + std::chrono::duration_cast<Clock::duration>(program.timeout);
-        while (!process.Watch()) {
-            if (stop) {
-                return {Result::Aborted, "interrupted", {}, {}};
-            }
-            if (process.IsFlooding()) {
-                return Fail(program.command[0] + " prints more than 64 KiB, or more than 16 MiB of errors");
-            }
-            if (Clock::now() > end) {
-                return Fail(program.command[0] + " did not end within " + NumberText(program.timeout.count()) + " s");
-            }
+        const std::string why = Await(process, program.timeout, stop);
+        const std::string left = process.Kill() ? "" : ", and cannot be ended: it runs on, maybe as another user";
+        if (why == INTERRUPTED) {
+            return {Result::Aborted, why + left, {}, {}};
         }
-        const int code = process.Reap();
-        if (code != 0) {
+        if (!why.empty()) {
+            return Fail(program.command[0] + ' ' + why + left);
+        }
+        if (const int code = process.ExitCode(); code != 0) {
             const std::string error = process.LastError();
             return Fail(program.command[0] + (code > 0 ? " ended with exit code " : " was ended by signal ") +
                         std::to_string(std::abs(code)) + (error.empty() ? "" : ": " + error));

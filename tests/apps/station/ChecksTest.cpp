@@ -258,6 +258,8 @@ TEST(Checks, ProgramsMeasureWhatTheBoardCannotJudge)
     EXPECT_THAT(Told(measured("kill -9 $$", "")), ElementsAre(HasSubstr("ended by signal 9")));
     EXPECT_THAT(Told(measured("sleep 60 & wait", "", "0.5")), ElementsAre(HasSubstr("did not end within 0.5 s")));
     EXPECT_THAT(Told(measured("yes", "")), ElementsAre(HasSubstr("prints more than 64 KiB")));
+    EXPECT_THAT(Told(measured("exec sh -c : </dev/tty", "")), ElementsAre(HasSubstr("No such device or address")))
+        << "a program has no terminal: it would take the operator's keys, or be stopped";
     const RunRecord missing =
         RunPlan(FakeBoard::Healthy, "[[check]]\nkind = 'program'\ncommand = ['/no/such/meter']\n");
     EXPECT_THAT(Told(missing), ElementsAre(HasSubstr("cannot run /no/such/meter: No such file")));
