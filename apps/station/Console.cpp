@@ -115,7 +115,7 @@ void Console::Print(const std::string& line)
 void Console::Complain(const std::string& message)
 {
     const std::lock_guard lock(m_mutex);
-    Write(std::cerr, "", "station: " + message);
+    Write(std::cerr, "", "station: " + Shown(message));
 }
 
 void Console::SetPrompt(const std::string& prompt)
@@ -261,10 +261,10 @@ std::string Console::Keys(const View& view) const
     return isChosen ? "  [Alt+Y yes, Alt+N no] " : "  [Alt+" + std::to_string(view.m_number) + " to answer it] ";
 }
 
-/// Colours the word of the result, where there are colours.
-std::string Console::Mark(std::string line, const std::string& word, int colour) const
+/// Colours the word of the result, the first from that place on, where there are colours.
+std::string Console::Mark(std::string line, std::size_t from, const std::string& word, int colour) const
 {
-    const std::size_t at = m_hasColours ? line.find(word) : std::string::npos;
+    const std::size_t at = m_hasColours ? line.find(word, from) : std::string::npos;
     if (at != std::string::npos) {
         line.replace(at, word.size(), "\033[1;" + std::to_string(colour) + 'm' + word + "\033[0m");
     }
@@ -290,14 +290,14 @@ void Console::View::Complain(const std::string& message)
 {
     const std::lock_guard lock(m_console.m_mutex);
     m_progress.clear();
-    m_console.Write(std::cerr, m_label, "station: " + message);
+    m_console.Write(std::cerr, m_label, "station: " + Shown(message));
 }
 
 void Console::View::ShowVerdict(const std::string& unit, int exitCode)
 {
     const std::lock_guard lock(m_console.m_mutex);
-    m_verdict = Judged{unit, exitCode};
-    m_console.Write(std::cout, m_label, unit + ": " + ToBigWord("", exitCode).word);
+    m_verdict = Judged{Shown(unit), exitCode};
+    m_console.Write(std::cout, m_label, Shown(unit) + ": " + ToBigWord("", exitCode).word);
 }
 
 void Console::View::Tell(const std::string& task)
@@ -316,7 +316,7 @@ std::optional<bool> Console::View::Ask(const std::string& question)
         return std::nullopt;
     }
     m_progress.clear();
-    m_question = Question{question, false, std::nullopt};
+    m_question = Question{Shown(question), false, std::nullopt};
     m_console.Wake();
     while (!m_question->answer && m_console.m_hasOperator && !m_console.m_stop) {
         m_console.m_onAnswer.wait_for(lock, STOP_INTERVAL);
@@ -324,7 +324,7 @@ std::optional<bool> Console::View::Ask(const std::string& question)
     const std::optional<bool> answer = m_question->answer;
     m_question.reset();
     const char* const word = answer.value_or(false) ? "yes" : "no";
-    m_console.Write(std::cerr, m_label, question + "  [Alt+Y yes, Alt+N no] " + (answer ? word : ""));
+    m_console.Write(std::cerr, m_label, Shown(question) + "  [Alt+Y yes, Alt+N no] " + (answer ? word : ""));
     m_console.Wake();  // the keyboard may be free again
     return answer;
 }
@@ -335,8 +335,8 @@ void Console::View::OnBegin(const RunRecord& run)
         const std::lock_guard lock(m_console.m_mutex);
         m_verdict.reset();
     }
-    Print(run.planName + (run.planVersion.empty() ? "" : ", version " + run.planVersion) + ", on " + run.port +
-          (run.unit.empty() ? "" : ", unit " + run.unit));
+    Print(Shown(run.planName + (run.planVersion.empty() ? "" : ", version " + run.planVersion) + ", on " + run.port +
+                (run.unit.empty() ? "" : ", unit " + run.unit)));
 }
 
 void Console::View::OnTraffic(const Traffic& entry)
@@ -352,7 +352,7 @@ void Console::View::OnWait(const std::string& name, Seconds waited, Seconds limi
     if (!m_console.m_isTerminal && (seconds == 0 || seconds % PLAIN_INTERVAL != 0)) {
         return;
     }
-    std::string progress = name + ": " + std::to_string(seconds) + " of " + NumberText(limit.count()) + " s";
+    std::string progress = Shown(name) + ": " + std::to_string(seconds) + " of " + NumberText(limit.count()) + " s";
     const std::lock_guard lock(m_console.m_mutex);
     if (progress == m_progress) {
         return;
@@ -368,13 +368,14 @@ void Console::View::OnWait(const std::string& name, Seconds waited, Seconds limi
 void Console::View::OnJudged(const RunRecord& /*run*/, const CheckRecord& check)
 {
     const bool isBad = check.result == Result::Fail || check.result == Result::Aborted;
-    Print(m_console.Mark(ResultLine(check), Word(check.result), ColourOf(check.result == Result::Pass, isBad)));
+    Print(m_console.Mark(ResultLine(check), Shown(check.name).size(), Word(check.result),
+                         ColourOf(check.result == Result::Pass, isBad)));
 }
 
 void Console::View::OnEnd(const RunRecord& run)
 {
     const bool isBad = run.verdict == Verdict::Fail || run.verdict == Verdict::CouldNotRun;
-    Print(m_console.Mark(SummaryLine(run), Word(run.verdict), ColourOf(run.verdict == Verdict::Pass, isBad)));
+    Print(m_console.Mark(SummaryLine(run), 0, Word(run.verdict), ColourOf(run.verdict == Verdict::Pass, isBad)));
 }
 
 }  // namespace Station

@@ -62,7 +62,7 @@ private:
     void Refresh();
     [[nodiscard]] std::vector<std::string> Rows(Space space) const;
     [[nodiscard]] std::string Keys(const View& view) const;
-    [[nodiscard]] std::string Mark(std::string line, const std::string& word, int colour) const;
+    [[nodiscard]] std::string Mark(std::string line, std::size_t from, const std::string& word, int colour) const;
     [[nodiscard]] bool IsAsked(std::size_t number) const;
 
     const std::atomic<bool>& m_stop;

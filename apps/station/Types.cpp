@@ -2,6 +2,7 @@
 #include "apps/station/Types.h"
 
 #include <cmath>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 namespace Station {
@@ -22,6 +23,35 @@ std::string NumberText(double number)
     text.precision(DIGITS);
     text << number;
     return text.str();
+}
+
+std::string ToUtf8(const std::string& text)
+{
+    using Json = nlohmann::json;
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
+}
+
+std::string Shown(const std::string& text)
+{
+    constexpr char DIGITS[] = "0123456789ABCDEF";
+    constexpr unsigned char DELETE = 0x7F;
+    constexpr unsigned char LEAD = 0xC2;  // of U+0080 to U+009F, which are control characters as well
+    std::string shown;
+    unsigned char before = 0;
+    for (const char letter : ToUtf8(text)) {
+        const auto byte = static_cast<unsigned char>(letter);
+        const bool isSecond = before == LEAD && byte < 0xA0;
+        if (isSecond) {
+            shown.pop_back();
+        }
+        if (isSecond || byte < ' ' || byte == DELETE) {
+            shown += {'\\', 'x', DIGITS[byte >> 4], DIGITS[byte & 0x0F]};
+        } else {
+            shown += letter;
+        }
+        before = byte;
+    }
+    return shown;
 }
 
 bool Value::IsWithin() const

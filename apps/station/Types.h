@@ -51,4 +51,11 @@ using Values = std::vector<Value>;
 /// A number as a person writes it: without needless digits.
 std::string NumberText(double number);
 
+/// The text, with U+FFFD in the place of what is no UTF-8.
+std::string ToUtf8(const std::string& text);
+
+/// A text of others as a line on a terminal, in UTF-8: its control characters, which could clear the screen or look
+/// like another line, are spelled out: "\x1B".
+std::string Shown(const std::string& text);
+
 }  // namespace Station

@@ -21,8 +21,11 @@ namespace Support {
 /// Killed when it outlives this object.
 class Terminal {
 public:
-    explicit Terminal(std::vector<std::string> command) : m_pid(forkpty(&m_fd, nullptr, nullptr, nullptr))
+    /// `columns` wide; 0 is a terminal that does not know its width.
+    explicit Terminal(std::vector<std::string> command, unsigned short columns = 0)
     {
+        const winsize size = {0, columns, 0, 0};
+        m_pid = forkpty(&m_fd, nullptr, nullptr, &size);
         if (m_pid < 0) {
             throw std::system_error(errno, std::generic_category(), "forkpty");
         }
@@ -94,7 +97,7 @@ private:
     }
 
     int m_fd = -1;
-    pid_t m_pid;
+    pid_t m_pid = -1;
     int m_status = 0;
     std::string m_shown;
 };

@@ -18,17 +18,17 @@ int ShowPlan(const Options& options)
         return 0;
     }
     const Plan plan = ReadPlan(options.plan, options.settings);
-    std::cout << plan.name << (plan.version.empty() ? "" : ", version " + plan.version) << ": " << plan.entries.size()
-              << " checks\n";
+    std::cout << Shown(plan.name + (plan.version.empty() ? "" : ", version " + plan.version)) << ": "
+              << plan.entries.size() << " checks\n";
     for (const Entry& entry : plan.entries) {
-        std::cout << "  " << std::left << std::setw(24) << entry.name << "  " << entry.check->Description()
-                  << (entry.isOptional ? " (optional)" : "") << '\n';
+        std::cout << "  " << std::left << std::setw(24) << Shown(entry.name) << "  "
+                  << Shown(entry.check->Description()) << (entry.isOptional ? " (optional)" : "") << '\n';
         if (!entry.ask.empty()) {
-            std::cout << std::string(28, ' ') << "Asks: " << entry.ask << '\n';
+            std::cout << std::string(28, ' ') << "Asks: " << Shown(entry.ask) << '\n';
         }
     }
     for (const std::string& remark : Remarks(plan)) {
-        std::cout << "Note: " << remark << '\n';
+        std::cout << "Note: " << Shown(remark) << '\n';
     }
     return 0;
 }

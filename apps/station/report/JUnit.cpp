@@ -1,6 +1,7 @@
 // A run as JUnit XML, as build servers and production databases read it.
 #include "apps/station/report/JUnit.h"
 
+#include <cstring>
 #include <sstream>
 
 #include "apps/station/report/Text.h"
@@ -11,38 +12,23 @@ namespace {
 
 constexpr const char* REPLACEMENT = "\xEF\xBF\xBD";  // U+FFFD in UTF-8
 
-/// The size of the UTF-8 character at a place that XML may hold, 0 when there is none.
-std::size_t CharacterSize(const std::string& text, std::size_t at)
+/// XML holds all of UTF-8 but U+FFFE, U+FFFF and control characters.
+std::string WithoutNoncharacters(std::string text)
 {
-    const auto byte = [&](std::size_t offset) {
-        return at + offset < text.size() ? static_cast<unsigned char>(text[at + offset]) : 0U;
-    };
-    const auto isTail = [&](std::size_t offset) { return (byte(offset) & 0xC0) == 0x80; };
-    const unsigned int lead = byte(0);
-    if (lead < 0x80) {
-        return lead >= 0x20 && lead != 0x7F ? 1 : 0;
+    for (const char* const nonCharacter : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
+        for (std::size_t at = text.find(nonCharacter); at != std::string::npos; at = text.find(nonCharacter)) {
+            text.replace(at, std::strlen(nonCharacter), REPLACEMENT);
+        }
     }
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        return isTail(1) ? 2 : 0;
-    }
-    if (lead >= 0xE0 && lead <= 0xEF) {
-        const unsigned int code = (lead & 0x0F) << 12 | (byte(1) & 0x3F) << 6 | (byte(2) & 0x3F);
-        const bool isPlain = code >= 0x800 && (code < 0xD800 || code > 0xDFFF) && code < 0xFFFE;
-        return isTail(1) && isTail(2) && isPlain ? 3 : 0;
-    }
-    const unsigned int code = (lead & 0x07) << 18 | (byte(1) & 0x3F) << 12;
-    return lead >= 0xF0 && lead <= 0xF4 && isTail(1) && isTail(2) && isTail(3) && code >= 0x10000 && code <= 0x10FFFF
-               ? 4
-               : 0;
+    return text;
 }
 
 /// Text as content of an attribute or element.
 std::string Xml(const std::string& text)
 {
     std::string escaped;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t size = CharacterSize(text, at);
-        switch (text[at]) {
+    for (const char letter : WithoutNoncharacters(ToUtf8(text))) {
+        switch (letter) {
         case '&':
             escaped += "&amp;";
             break;
@@ -59,10 +45,9 @@ std::string Xml(const std::string& text)
             escaped += "&#10;";
             break;
         default:
-            escaped += size > 0 ? text.substr(at, size) : REPLACEMENT;
+            escaped += static_cast<unsigned char>(letter) < ' ' ? REPLACEMENT : std::string(1, letter);
             break;
         }
-        at += size > 0 ? size : 1;
     }
     return escaped;
 }

@@ -27,13 +27,13 @@ std::string UtcTime(std::chrono::system_clock::time_point time)
 std::string ResultLine(const CheckRecord& check)
 {
     std::ostringstream line;
-    line << std::left << std::setw(24) << check.name << "  " << std::setw(8) << Word(check.result) << ' ' << std::right
-         << std::setw(6) << Fixed(check.duration, 2) << " s  " << check.message;
+    line << std::left << std::setw(24) << Shown(check.name) << "  " << std::setw(8) << Word(check.result) << ' '
+         << std::right << std::setw(6) << Fixed(check.duration, 2) << " s  " << Shown(check.message);
     if (check.isOptional) {
         line << " (optional)";
     }
     if (!check.hint.empty()) {
-        line << "\n" << std::string(46, ' ') << "Hint: " << check.hint;
+        line << "\n" << std::string(46, ' ') << "Hint: " << Shown(check.hint);
     }
     return line.str();
 }
@@ -48,7 +48,7 @@ std::string SummaryLine(const RunRecord& run)
         line << ", " << repeated << " after a repetition";
     }
     if (const std::string reason = Reason(run); !reason.empty()) {
-        line << " (" << reason << ')';
+        line << " (" << Shown(reason) << ')';
     }
     return line.str();
 }

@@ -1,4 +1,4 @@
-// A run as lines for a person.
+// A run as lines for a person. Texts of others are shown without their control characters.
 #pragma once
 
 #include <string>

@@ -269,6 +269,31 @@ TEST_F(StationProgram, AnOperatorAnswersWithAltAndAScannerDoesNot)
     EXPECT_THAT(ExpectRun(3, board, plan), HasSubstr("nobody answered: Is it white?"));
 }
 
+TEST_F(StationProgram, ShowsTextsHarmlesslyAndOnLinesThatFit)
+{
+    const FakeBoard board([isFirst = true](FakeBoard& self, const Bytes& received) mutable {
+        const bool isLate = std::exchange(isFirst, isFirst && received[2] != UART::CMD_GPI_TEST);
+        if (!isLate || isFirst) {
+            FakeBoard::Healthy(self, received);
+        }
+    });
+    const std::string plan = Plan(R"(
+[[check]]
+kind = 'inputs'
+expect = [0x3F, 0]
+timeout = 0.4
+name = "PASS \u001B\u00E4cht"
+ask = "\u001B[31mLit?"
+)");
+    EXPECT_THAT(Expect(0, {"plan", plan}), AllOf(HasSubstr("PASS \\x1B\u00E4cht"), HasSubstr("\\x1B[31mLit?")));
+    Support::Terminal terminal({STATION_PROGRAM, "run", "--port", board.Port(), "--plan", plan}, 23);
+    ASSERT_TRUE(terminal.Await("\\x1B[31mLit?")) << terminal.Shown();
+    terminal.Type("\x1By");
+    EXPECT_EQ(terminal.Finish(), 0) << terminal.Shown();
+    EXPECT_THAT(terminal.Shown(), AllOf(HasSubstr("PASS \\x1B: 0 of 0.4 s"), HasSubstr("\nPASS \\x1B\u00E4cht  "),
+                                        HasSubstr(" \033[1;32mPASS\033[0m ")));
+}
+
 TEST_F(StationProgram, InterruptedBeforeItsRunIsNoPass)
 {
     const FakeBoard board(FakeBoard::Healthy);
