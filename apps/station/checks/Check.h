@@ -28,6 +28,7 @@ struct Finding {
     Values values;               ///< what was measured, with what it was held against
     std::optional<int> status;   ///< data byte 0 of the reply
     bool isLinkInDoubt = false;  ///< the board may be gone, or a reply may still be on its way
+    bool isUnanswered = false;   ///< its reply did not come within the time limit
 };
 
 /// Whoever stands at the station.

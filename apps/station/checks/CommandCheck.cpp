@@ -28,6 +28,7 @@ Finding CommandCheck::CarryOut(Bench& bench) const
     }
     const Exchange exchange = Send(frame, timeout, bench);
     finding.isLinkInDoubt = exchange.outcome != Outcome::Reply || bench.attempts > 1;
+    finding.isUnanswered = exchange.outcome == Outcome::Silence;
     switch (exchange.outcome) {
     case Outcome::Reply:
         Judge(exchange, bench, finding);
@@ -60,9 +61,8 @@ Exchange CommandCheck::Send(const Bytes& frame, Seconds timeout, Bench& bench) c
         ++bench.attempts;
         exchange = bench.link.Transact(frame, m_code, timeout, bench.transcript);
         isAgain = IsWorthRepeating(exchange.outcome, WaitsForPerson());
-        if (isAgain) {
-            bench.link.AwaitQuiet(MOST_QUIET_WAIT, bench.transcript);
-        }
+        // On a line that never falls silent a repetition is lost as well.
+        isAgain = isAgain && bench.link.AwaitQuiet(MOST_QUIET_WAIT, bench.transcript);
         isAgain = isAgain && bench.attempts <= bench.retries;
     }
     return exchange;

@@ -10,19 +10,24 @@ constexpr Seconds TIMEOUT{2};
 /// The board reads on 10 ms after what it could not use; by then a second error frame would be on its way.
 constexpr Seconds AFTERMATH{0.2};
 
-constexpr unsigned char UNKNOWN_COMMAND = 0x55;
-constexpr unsigned char WRONG_BOARD_TYPE = 2;
+constexpr int UNKNOWN_COMMAND = 0x55;  // unless the plan names another
 constexpr std::size_t CUT_LEN = 12;
 
-Bytes WrongBytes(const std::string& what, unsigned char boardType)
+/// That no board takes, and that is not the plan's.
+unsigned char WrongBoardType(unsigned char boardType)
+{
+    return boardType == 2 ? 4 : 2;
+}
+
+Bytes WrongBytes(const std::string& what, unsigned char boardType, unsigned char unknownCommand)
 {
     Bytes frame = MakeFrame(boardType, UART::CMD_CONFIRM_TEST_MODE, {});
     if (what == "checksum") {
         frame[UART::UART_HDR_LEN + UART::UART_BODY_LEN] ^= 1;
     } else if (what == "type") {
-        frame = MakeFrame(WRONG_BOARD_TYPE, UART::CMD_CONFIRM_TEST_MODE, {});
+        frame = MakeFrame(WrongBoardType(boardType), UART::CMD_CONFIRM_TEST_MODE, {});
     } else if (what == "command") {
-        frame = MakeFrame(boardType, UNKNOWN_COMMAND, {});
+        frame = MakeFrame(boardType, unknownCommand, {});
     } else if (what == "cut") {
         frame.resize(CUT_LEN);
     } else {
@@ -47,7 +52,10 @@ Bytes ReceivedAfterSending(const Transcript& transcript)
 
 class WrongFrame : public Check {
 public:
-    explicit WrongFrame(std::string what) : m_what(std::move(what)) {}
+    WrongFrame(std::string what, unsigned char unknownCommand)
+        : m_what(std::move(what)), m_unknownCommand(unknownCommand)
+    {
+    }
     [[nodiscard]] std::string Description() const override
     {
         return "Send a frame that is wrong on purpose: " + m_what;
@@ -56,7 +64,7 @@ public:
     Finding CarryOut(Bench& bench) const override
     {
         ++bench.attempts;
-        const Bytes frame = WrongBytes(m_what, bench.link.BoardType());
+        const Bytes frame = WrongBytes(m_what, bench.link.BoardType(), m_unknownCommand);
         bench.link.Transact(frame, UART::CMD_CONFIRM_TEST_MODE, bench.timeout.value_or(TIMEOUT), bench.transcript);
         bench.link.Listen(AFTERMATH, bench.transcript);
         const Bytes received = ReceivedAfterSending(bench.transcript);
@@ -86,14 +94,19 @@ private:
     }
 
     std::string m_what;
+    unsigned char m_unknownCommand;
 };
 
 }  // namespace
 
 std::unique_ptr<Check> MakeWrongFrame(Parameters& parameters)
 {
-    return std::make_unique<WrongFrame>(
-        parameters.RequiredText("frame", OneOf({"checksum", "type", "command", "cut", "noise"})));
+    const std::string what = parameters.RequiredText("frame", OneOf({"checksum", "type", "command", "cut", "noise"}));
+    const int code = what == "command" ? parameters.Integer("code", 0, 255).value_or(UNKNOWN_COMMAND) : UNKNOWN_COMMAND;
+    if (UART::FindCommand(static_cast<unsigned char>(code)) != nullptr) {
+        parameters.Report("code", "expected a command that the board does not know, found one of the library's");
+    }
+    return std::make_unique<WrongFrame>(what, static_cast<unsigned char>(code));
 }
 
 }  // namespace Station

@@ -118,7 +118,7 @@ void Link::Listen(Seconds duration, Transcript& transcript)
     }
 }
 
-void Link::AwaitQuiet(Seconds most, Transcript& transcript)
+bool Link::AwaitQuiet(Seconds most, Transcript& transcript)
 {
     const Clock::time_point start = Clock::now();
     Clock::time_point heard = start;
@@ -129,6 +129,7 @@ void Link::AwaitQuiet(Seconds most, Transcript& transcript)
         }
         transcript.Add(Traffic::Kind::Noise, Elapsed(), std::move(bytes));
     }
+    return Clock::now() - heard >= READY_TIME;
 }
 
 }  // namespace Station

@@ -54,11 +54,11 @@ public:
     /// @throws PortError if the port is gone
     void Listen(Seconds duration, Transcript& transcript);
 
-    /// Waits until the line has been silent for 100 ms, at most `most`. After bad input the board reads on for as long
-    /// as there is some, and answers with error frames; only when they stop does it take the next byte as the start of
-    /// a frame.
+    /// Waits until the line has been silent for 100 ms, at most `most`; false when it does not fall silent. After bad
+    /// input the board reads on for as long as there is some, and answers with error frames; only when they stop does
+    /// it take the next byte as the start of a frame.
     /// @throws PortError if the port is gone
-    void AwaitQuiet(Seconds most, Transcript& transcript);
+    bool AwaitQuiet(Seconds most, Transcript& transcript);
 
 private:
     using Clock = std::chrono::steady_clock;

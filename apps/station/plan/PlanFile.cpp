@@ -40,7 +40,7 @@ toml::table Parse(const std::string& text, const std::string& name)
     } catch (const toml::parse_error& error) {
         const auto& place = error.source().begin;
         throw PlanError(name + ':' + std::to_string(place.line) + ':' + std::to_string(place.column) + ": " +
-                        std::string(error.description()));
+                        Shown(std::string(error.description())));
     }
 }
 
@@ -233,6 +233,12 @@ private:
     std::set<std::string> m_names;
 };
 
+bool HoldsAgainstLimits(const Program& program)
+{
+    return std::any_of(program.values.begin(), program.values.end(),
+                       [](const Value& value) { return value.limits.IsAny(); });
+}
+
 /// "FILE:LINE:COLUMN: PROBLEM", a line each, in the order of the file.
 std::string Describe(const std::string& name, std::vector<Problem> problems)
 {
@@ -245,7 +251,7 @@ std::string Describe(const std::string& name, std::vector<Problem> problems)
         if (problem.line > 0) {
             text.append(":").append(std::to_string(problem.line)).append(":").append(std::to_string(problem.column));
         }
-        text.append(": ").append(problem.text);
+        text.append(": ").append(Shown(problem.text));
     }
     return text;
 }
@@ -275,6 +281,11 @@ std::vector<std::string> Remarks(const Plan& plan)
             remarks.push_back(entry.name +
                               " will count as not carried out: the board cannot tell whether it passed. Give it 'ask', "
                               "a question to the operator, or 'measure', a program that measures.");
+        }
+        if (entry.measure && !HoldsAgainstLimits(*entry.measure)) {
+            remarks.push_back(
+                entry.name + " holds no measured value against a limit: it passes when its program ends with exit code "
+                             "0. Give 'measure' a value with 'least', 'most' or 'expect'.");
         }
     }
     return remarks;

@@ -33,7 +33,7 @@ Plan ReadPlan(const std::string& path, const Overrides& overrides);
 /// The text of the built-in plan.
 const char* BuiltInPlan();
 
-/// What a reader should know of a plan that is good: which checks count as not carried out.
+/// What a reader should know of a plan that is good: which checks count as not carried out, and which prove little.
 std::vector<std::string> Remarks(const Plan& plan);
 
 }  // namespace Station

@@ -18,6 +18,8 @@ constexpr Seconds ANSWER_TIMEOUT{2};  // to the question whether there is a boar
 constexpr int ANSWER_ATTEMPTS = 2;
 constexpr Seconds BOOT_INTERVAL{1};
 constexpr Seconds SHORT_QUIET_WAIT{0.4};
+/// So many checks in a row without an answer end a run that cannot pass any more, though the board says it is there.
+constexpr int MOST_UNANSWERED = 2;
 
 bool Contains(const std::vector<std::string>& names, const std::string& name)
 {
@@ -35,6 +37,7 @@ std::string HostName()
 Runner::Runner(const Plan& plan, RunOptions options, Operator& people, Sinks sinks, const std::atomic<bool>& stop)
     : m_plan(plan), m_options(std::move(options)), m_people(people), m_sinks(sinks), m_stop(stop)
 {
+    m_questions.OnEntry([this](const Traffic& entry) { m_sinks.viewer.OnTraffic(entry); });
 }
 
 RunRecord Runner::Run()
@@ -137,12 +140,15 @@ bool Runner::IsChosen(const Entry& entry) const
     return (m_options.only.empty() || Contains(m_options.only, entry.name)) && !Contains(m_options.skip, entry.name);
 }
 
+bool Runner::HasFailed() const
+{
+    return std::any_of(m_run.checks.begin(), m_run.checks.end(),
+                       [](const CheckRecord& check) { return check.result == Result::Fail && !check.isOptional; });
+}
+
 bool Runner::IsOver() const
 {
-    const bool hasFailed = std::any_of(m_run.checks.begin(), m_run.checks.end(), [](const CheckRecord& check) {
-        return check.result == Result::Fail && !check.isOptional;
-    });
-    return m_stop || !m_run.problem.empty() || (m_plan.stopOnFail && hasFailed);
+    return m_stop || !m_run.problem.empty() || (m_plan.stopOnFail && HasFailed());
 }
 
 void Runner::RunPlan(Link& link)
@@ -206,6 +212,7 @@ bool Runner::FindBoard(Link& link)
     for (int i = 0; !isAnswering && i < ANSWER_ATTEMPTS && !m_stop; ++i) {
         isAnswering = IsAnswering(link, ANSWER_TIMEOUT);
     }
+    m_run.link.traffic = m_questions.Entries();
     m_run.link.duration = link.Elapsed() - start;
     m_run.link.result = isAnswering ? Result::Pass : Result::Fail;
     if (!isAnswering && !m_stop) {
@@ -217,17 +224,15 @@ bool Runner::FindBoard(Link& link)
 /// One question whether the board is in test mode. Any frame of the board's is an answer.
 bool Runner::IsAnswering(Link& link, Seconds timeout)
 {
-    Transcript transcript;
-    transcript.OnEntry([this](const Traffic& entry) { m_sinks.viewer.OnTraffic(entry); });
     // A byte that no board looks at: without it, the reply would be the same as the question, and an echo pass for it.
     Bytes question(UART::UART_BODY_LEN, 0);
     question.back() = 1;
     const Bytes frame = MakeFrame(link.BoardType(), UART::CMD_CONFIRM_TEST_MODE, question);
-    const Exchange exchange = link.Transact(frame, UART::CMD_CONFIRM_TEST_MODE, timeout, transcript);
+    const Exchange exchange = link.Transact(frame, UART::CMD_CONFIRM_TEST_MODE, timeout, m_questions);
     const bool isEcho = exchange.reply == frame;
     const bool isReply = exchange.outcome == Outcome::Reply && !isEcho;
     if (!isReply) {
-        link.AwaitQuiet(SHORT_QUIET_WAIT, transcript);
+        link.AwaitQuiet(SHORT_QUIET_WAIT, m_questions);
     }
     std::string& message = m_run.link.message;
     if (isEcho) {
@@ -246,8 +251,6 @@ bool Runner::IsAnswering(Link& link, Seconds timeout)
         message = "the board answers";
     }
     ++m_run.link.attempts;
-    const auto& entries = transcript.Entries();
-    m_run.link.traffic.insert(m_run.link.traffic.end(), entries.begin(), entries.end());
     return isReply;
 }
 
@@ -296,6 +299,7 @@ void Runner::Carry(Link& link, const Entry& entry)
     }
     m_sinks.viewer.OnJudged(m_run, record);
 
+    m_unanswered = finding.isUnanswered ? m_unanswered + 1 : 0;
     const bool mayStayDeaf = entry.check->WaitsForPerson() && &entry == &m_plan.entries.back();
     if (finding.isLinkInDoubt && !mayStayDeaf && m_run.problem.empty() && !m_stop) {
         Resume(link, entry);
@@ -307,8 +311,15 @@ void Runner::Carry(Link& link, const Entry& entry)
 void Runner::Resume(Link& link, const Entry& entry)
 {
     m_current = "link";
-    if (!IsAnswering(link, ANSWER_TIMEOUT) && !IsAnswering(link, ANSWER_TIMEOUT) && !m_stop) {
+    const bool isAnswering = IsAnswering(link, ANSWER_TIMEOUT) || IsAnswering(link, ANSWER_TIMEOUT);
+    m_run.link.traffic = m_questions.Entries();
+    if (m_stop) {
+        return;
+    }
+    if (!isAnswering) {
         m_run.problem = "the board no longer answers since " + entry.name + ": " + m_run.link.message;
+    } else if (m_unanswered >= MOST_UNANSWERED && HasFailed()) {
+        m_run.problem = "the board is there, but answered none of the last " + std::to_string(m_unanswered) + " checks";
     }
 }
 

@@ -59,6 +59,7 @@ private:
     void Measure(const Entry& entry, Finding& finding) const;
     void Ask(const Entry& entry, Finding& finding);
     [[nodiscard]] bool IsChosen(const Entry& entry) const;
+    [[nodiscard]] bool HasFailed() const;
     [[nodiscard]] bool IsOver() const;
 
     const Plan& m_plan;
@@ -69,7 +70,9 @@ private:
     UnitState m_state;
     std::map<std::string, std::string> m_environment;
     RunRecord m_run;
-    std::string m_current;  // name of the check in progress
+    std::string m_current;   // name of the check in progress
+    int m_unanswered = 0;    // checks in a row
+    Transcript m_questions;  // whether there is a board, and what came back
 };
 
 /// A new random UUID (RFC 4122, version 4).

@@ -60,12 +60,26 @@ INSTANTIATE_TEST_SUITE_P(
         Judged{"kind = 'version'", CMD_READ_VERSION, {2}, "FAIL: the board does not support this"},
         Judged{"kind = 'version'", CMD_READ_VERSION, {3}, "FAIL: the board calls the request bad"},
         Judged{"kind = 'version'", CMD_READ_VERSION, {9}, "FAIL: the reply has the unknown status 9"},
+        Judged{"kind = 'inputs'\nexpect = [1, 2]", CMD_GPI_TEST, {1}, "FAIL: the status driver does not open"},
+        Judged{"kind = 'outputs'\npattern = [1]", CMD_GPO_TEST, {1}, "FAIL: the status driver does not open"},
+        Judged{"kind = 'pwm'\nsetting = 3", CMD_PWM_OUT_TEST, {1}, "FAIL: the status driver does not open"},
+        Judged{"kind = 'picture'\npicture = 'bars'", CMD_LCD_BLU_TEST, {1}, "FAIL: the display cannot be used"},
+        Judged{"kind = 'address'\ninterface = 'eth0'", CMD_EXT_DEVICE_TEST, {1}, "FAIL: eth0 has no address"},
+        Judged{"kind = 'read_clock'", CMD_RTC_TEST, {1}, "FAIL: the real-time clock does not answer"},
+        Judged{"kind = 'read_clock'",
+               CMD_RTC_TEST,
+               {0, 26, 2, 3, 0, 0, 0, 3},
+               "FAIL: the clock reads a date that is none"},
+        Judged{"kind = 'command'\ncode = 0x06", CMD_ADC_IN_TEST, {1}, "FAIL: the check failed on the board"},
+        Judged{"kind = 'file'\nfile = '/a'", CMD_EXT_DEVICE_TEST, {0}, "PASS: /a reads back as written"},
+        Judged{"kind = 'file'\nfile = '/a'", CMD_EXT_DEVICE_TEST, {1, 4}, "FAIL: /a fails without a reason"},
+        Judged{"kind = 'ping'\nhost = '192.0.2.1'", CMD_EXT_DEVICE_TEST, {0}, "PASS: answer from 192.0.2.1"},
+        Judged{"kind = 'brightness'\nbrightness = 7", CMD_LCD_BLU_TEST, {0}, "NOT DONE: set to 7; nobody can tell"},
         Judged{"kind = 'loopback'", CMD_COMM_TEST, {0}, "PASS: came back"},
         Judged{"kind = 'loopback'", CMD_COMM_TEST, {1, 3}, "FAIL: did not come back: check the loopback plug"},
         Judged{"kind = 'inputs'\nexpect = [1, 2]", CMD_GPI_TEST, {0, 1, 2}, "PASS: 01 02, as expected"},
         Judged{"kind = 'inputs'\nexpect = [1, 2]", CMD_GPI_TEST, {0, 1, 3}, "FAIL: inputs 01 03, expected 01 02"},
-        Judged{
-            "kind = 'inputs'\nexpect = [1, 2]\nmask = [255, 2]", CMD_GPI_TEST, {0, 1, 3}, "PASS: 01 02, as expected"},
+        Judged{"kind = 'inputs'\nexpect = [1, 2]\nmask = [1, 2]", CMD_GPI_TEST, {0, 3, 3}, "PASS: 01 02, as expected"},
         Judged{"kind = 'disk'\ndisk = 1", CMD_EXT_DEVICE_TEST, {0}, "PASS: disk 1 mounts"},
         Judged{"kind = 'disk'", CMD_EXT_DEVICE_TEST, {1}, "FAIL: disk 0 does not mount"},
         Judged{"kind = 'file'\nfile = '/a'", CMD_EXT_DEVICE_TEST, {1, 3}, "FAIL: /a reads back with other content"},
@@ -235,6 +249,27 @@ TEST(Checks, WrongFramesPassWithExactlyOneErrorFrame)
     };
     const RunRecord run = RunPlan(twice, toml);
     EXPECT_EQ(Count(run, Result::Fail), 5) << Told(run.checks[0]);
+
+    const auto own = [](FakeBoard& board, const Bytes& received) {  // of type 2, and with a command of its own
+        const bool isKnown = received[2] == UART::CMD_CONFIRM_TEST_MODE || received[2] == 0x55;
+        board.Send(received[1] == 2 && isKnown ? MakeFrame(2, received[2], {0}) : MakeErrorFrame(2));
+    };
+    const std::string check = "[[check]]\nkind = 'wrong_frame'\nframe = ";
+    EXPECT_THAT(
+        Told(RunPlan(own, "board_type = 2\n" + check + "'type'\n" + check + "'command'\nname = 'own'\ncode = 0x56\n")),
+        ElementsAre(StartsWith("PASS: error frame"), StartsWith("PASS: error frame")));
+    const auto deaf = [](FakeBoard& board, const Bytes& received) {  // after what it could not use
+        received == MakeFrame(1, UART::CMD_CONFIRM_TEST_MODE, {}) ? void() : FakeBoard::Healthy(board, received);
+    };
+    EXPECT_THAT(Told(RunPlan(deaf, check + "'type'\n")),
+                ElementsAre("FAIL: error frame, but the next command is not answered: check the board's software"));
+    EXPECT_THAT(Told(RunPlan(
+                    [](FakeBoard& board, const Bytes& received) {
+                        if (received.size() > 30)
+                            FakeBoard::Healthy(board, received);
+                    },
+                    check + "'cut'\n")),
+                ElementsAre("FAIL: no answer, expected one error frame"));
 }
 
 TEST(Checks, ProgramsMeasureWhatTheBoardCannotJudge)

@@ -79,6 +79,15 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{Command("at = 1, type = 'text', most = 1"), "a text has no 'least' or 'most'"},
         Wrong{Command("at = 1, scal = 2"), "unknown key 'scal', did you mean 'scale'?"},
         Wrong{CHECK + "kind = 'touch'\nscreen = '90x90'\n", "the targets do not fit"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '800:480'\n", "'screen': expected the size of the screen in pixels"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '0x480'\n", "expected the size of the screen"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '800x0'\n", "expected the size of the screen"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '32768x480'\n", "expected the size of the screen"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '800x32768'\n", "expected the size of the screen"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '800x480 '\n", "expected the size of the screen"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '99x100'\n", "a screen has at least 100 each way"},
+        Wrong{CHECK + "kind = 'touch'\nscreen = '100x99'\n", "a screen has at least 100 each way"},
+        Wrong{CHECK + "kind = 'wrong_frame'\nframe = 'command'\ncode = 6\n", "a command that the board does not know"},
         Wrong{CHECK + "kind = 'question'\n", "'ask' is missing"},
         Wrong{CHECK + "kind = 'program'\n", "'command' is missing"},
         Wrong{CHECK + "kind = 'address'\ninterface = 'eth0'\nnetwork = '10.0.0.0'\n", "expected a network such as"},
@@ -127,8 +136,14 @@ TEST(Plans, ThoseThatComeWithTheStationAreRight)
         EXPECT_TRUE(Remarks(plan).empty()) << name;
     }
     EXPECT_EQ(Sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    EXPECT_THAT(Remarks(PlanOf(CHECK + "kind = 'pwm'\nsetting = 1\n")).at(0),
-                HasSubstr("pwm will count as not carried out"));
+    const auto remarks = [](const std::string& more) {
+        return Remarks(PlanOf(CHECK + "kind = 'pwm'\nsetting = 1\n" + more));
+    };
+    EXPECT_THAT(remarks(""), testing::ElementsAre(HasSubstr("pwm will count as not carried out")));
+    const std::string measured = "measure = { command = ['meter'], values = [{ name = 'duty'";
+    EXPECT_THAT(remarks(measured + " }] }"),
+                testing::ElementsAre(HasSubstr("pwm holds no measured value against a limit")));
+    EXPECT_THAT(remarks(measured + ", most = 5 }] }"), testing::IsEmpty());
 }
 
 }  // namespace

@@ -220,14 +220,53 @@ TEST(Runs, EndSoonWhereNoBoardAnswers)
     }
 }
 
+TEST(Runs, EndSoonWhereTheBoardIsThereButDoesNotAnswer)
+{
+    const auto others = [](FakeBoard& board, const Bytes& received) {
+        received[2] == CONFIRM ? FakeBoard::Healthy(board, received)
+                               : board.Send(MakeFrame(1, UART::CMD_RAM_TEST, {0}));
+    };
+    const std::string first = READ_INPUTS + "retries = 0\n";
+    const std::string second = first + "name = 'second'\n";
+    const std::string third = first + "name = 'third'\n";
+    const RunRecord run = RunPlan(others, first + second + third);
+    EXPECT_EQ(run.checks.size(), 2U);
+    EXPECT_EQ(run.verdict, Verdict::Fail);
+    EXPECT_EQ(Reason(run), "inputs, second; the board is there, but answered none of the last 2 checks");
+    EXPECT_EQ(RunPlan(others, first + CONFIRM_CHECK + second + third).checks.size(), 4U) << "it answered in between";
+    const std::string optional = "optional = true\n";
+    EXPECT_EQ(RunPlan(others, first + optional + second + optional + third + optional + CONFIRM_CHECK).verdict,
+              Verdict::Pass);
+
+    const auto endless = [](FakeBoard& board, const Bytes& received) {
+        while (received[2] == INPUTS && !board.IsOver()) {
+            Refuse(board, received);
+            board.AwaitUnread(0);
+        }
+        FakeBoard::Healthy(board, received);
+    };
+    EXPECT_EQ(RunPlan(endless, READ_INPUTS).checks.at(0).attempts, 1) << "a repetition would be lost as well";
+}
+
 TEST(Runs, WaitForABoardThatBoots)
 {
     const auto booting = [questions = 0](FakeBoard& board, const Bytes& received) mutable {
-        if (++questions > 2) {
-            FakeBoard::Healthy(board, received);
+        if (++questions > 3) {
+            return FakeBoard::Healthy(board, received);
+        }
+        for (int i = 0; i < 16; ++i) {
+            board.Send(Bytes(2000, 0x11));
+            board.AwaitUnread(0);
         }
     };
-    EXPECT_EQ(RunPlan(booting, "boot_timeout = 20\n" + CONFIRM_CHECK).verdict, Verdict::Pass);
+    const RunRecord run = RunPlan(booting, "boot_timeout = 20\n" + CONFIRM_CHECK);
+    EXPECT_EQ(run.verdict, Verdict::Pass);
+    std::size_t kept = 0;
+    for (const Traffic& entry : run.link.traffic) {
+        kept += entry.kind == Traffic::Kind::Noise ? entry.bytes.size() : 0;
+    }
+    EXPECT_EQ(kept, Transcript::MOST_NOISE) << "over all questions";
+    EXPECT_GT(run.link.attempts, 3);
 }
 
 TEST(Runs, EndWhenTheBoardDies)
