@@ -6,15 +6,17 @@
 #include <csignal>
 #include <nlohmann/json.hpp>
 #include <system_error>
+#include <thread>
+#include <utility>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "apps/station/Descriptor.h"
 #include "apps/station/checks/Kinds.h"
 
 namespace Station {
@@ -27,28 +29,8 @@ using Environment = std::map<std::string, std::string>;
 constexpr const char* INTERRUPTED = "interrupted";
 constexpr std::size_t MOST_OUTPUT = std::size_t{64} * 1024;
 constexpr off_t MOST_ERRORS = off_t{16} * 1024 * 1024;  // they are kept in memory
-constexpr int SLICE_MS = 20;                            // between two looks at the clock, the stop flag and the program
+constexpr std::chrono::milliseconds SLICE{20};          // between two looks at the clock, the stop flag and the program
 constexpr std::chrono::seconds DEATH_WAIT{2};           // of a program that was killed; one of another user's cannot be
-
-/// A descriptor that is closed with its owner.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    ~Descriptor() { Close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int Get() const { return m_fd; }
-    void Close()
-    {
-        if (m_fd >= 0) {
-            close(m_fd);
-        }
-        m_fd = -1;
-    }
-
-private:
-    int m_fd;
-};
 
 std::vector<std::string> Variables(const Environment& added)
 {
@@ -81,71 +63,62 @@ public:
     Process(const Program& program, const Environment& environment) : m_errors(memfd_create("stderr", MFD_CLOEXEC))
     {
         int ends[2] = {};
-        if (m_errors.Get() < 0 || pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+        if (!m_errors.IsValid() || pipe2(ends, O_CLOEXEC) != 0) {
             throw std::system_error(errno, std::generic_category(), "cannot run " + program.command[0]);
         }
-        m_output = ends[0];
+        m_output.emplace(ends[0]);
         const Descriptor theirs(ends[1]);
-        fcntl(theirs.Get(), F_SETFL, 0);
+        fcntl(m_output->Get(), F_SETFL, O_NONBLOCK);
         if (const int error = Spawn(program, environment, theirs.Get()); error != 0) {
-            close(m_output);
             throw std::system_error(error, std::generic_category(), "cannot run " + program.command[0]);
         }
     }
-    ~Process()
-    {
-        if (!m_wasKilled) {
-            Kill();
-        }
-        close(m_output);
-    }
+    ~Process() { Kill(); }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    /// Takes what it prints for a moment; true when it has ended.
-    bool Watch()
+    [[nodiscard]] bool HasEnded() const
     {
-        pollfd output = {m_output, POLLIN, 0};
-        const bool hasEnded = HasEnded();
-        poll(&output, 1, hasEnded ? 0 : SLICE_MS);
-        char bytes[4096];
-        ssize_t count = 0;
-        while (m_printed.size() <= MOST_OUTPUT && (count = read(m_output, bytes, sizeof bytes)) > 0) {
-            m_printed.append(bytes, static_cast<std::size_t>(count));
+        siginfo_t end = {};
+        waitid(P_PID, static_cast<id_t>(m_pid), &end, WEXITED | WNOHANG | WNOWAIT);
+        return end.si_pid == m_pid;
+    }
+    /// Ends what is left of its group, while its number is still taken. False when it runs on all the same: it belongs
+    /// to another user, or hangs in the kernel. Once.
+    bool Kill()
+    {
+        const pid_t pid = std::exchange(m_pid, -1);
+        if (pid < 0) {
+            return true;
         }
-        if (count == 0 && !hasEnded) {  // it has closed its output and works on
-            poll(nullptr, 0, SLICE_MS);
+        kill(-pid, SIGKILL);
+        bool hasEnded = waitpid(pid, &m_status, WNOHANG) == pid;
+        for (const Clock::time_point end = Clock::now() + DEATH_WAIT; !hasEnded && Clock::now() < end;) {
+            std::this_thread::sleep_for(SLICE);
+            hasEnded = waitpid(pid, &m_status, WNOHANG) == pid;
         }
         return hasEnded;
     }
-    /// Ends what is left of its group, while its number is still taken. False when it runs on all the same: it belongs
-    /// to another user, or hangs in the kernel.
-    bool Kill()
-    {
-        m_wasKilled = true;
-        kill(-m_pid, SIGKILL);
-        const Clock::time_point end = Clock::now() + DEATH_WAIT;
-        while (!HasEnded() && Clock::now() < end) {
-            poll(nullptr, 0, SLICE_MS);
-        }
-        return waitpid(m_pid, &m_status, WNOHANG) == m_pid;
-    }
     /// After its end: the exit code, or minus the signal that ended it.
     [[nodiscard]] int ExitCode() const { return WIFSIGNALED(m_status) ? -WTERMSIG(m_status) : WEXITSTATUS(m_status); }
+    /// Takes what it has printed since.
+    void Take()
+    {
+        char bytes[4096];
+        ssize_t count = 1;
+        while (m_printed.size() <= MOST_OUTPUT && count > 0) {
+            count = read(m_output->Get(), bytes, sizeof bytes);
+            m_printed.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        }
+    }
     [[nodiscard]] const std::string& Printed() const { return m_printed; }
     /// More than it may print, on either of its outputs.
-    [[nodiscard]] bool IsFlooding() const
-    {
-        struct stat errors {};
-        fstat(m_errors.Get(), &errors);
-        return m_printed.size() > MOST_OUTPUT || errors.st_size > MOST_ERRORS;
-    }
+    [[nodiscard]] bool IsFlooding() const { return m_printed.size() > MOST_OUTPUT || ErrorSize() > MOST_ERRORS; }
     /// The last line on its standard error.
     [[nodiscard]] std::string LastError() const
     {
         std::string text(MOST_OUTPUT, '\0');
-        const off_t size = lseek(m_errors.Get(), 0, SEEK_END);
-        const off_t start = std::max<off_t>(0, size - static_cast<off_t>(text.size()));
+        const off_t start = std::max<off_t>(ErrorSize() - static_cast<off_t>(text.size()), 0);
         const ssize_t count = pread(m_errors.Get(), text.data(), text.size(), start);
         text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         text.erase(text.find_last_not_of("\r\n \t") + 1);
@@ -153,11 +126,11 @@ public:
     }
 
 private:
-    [[nodiscard]] bool HasEnded() const
+    [[nodiscard]] off_t ErrorSize() const
     {
-        siginfo_t end = {};
-        waitid(P_PID, static_cast<id_t>(m_pid), &end, WEXITED | WNOHANG | WNOWAIT);
-        return end.si_pid == m_pid;
+        struct stat status {};
+        fstat(m_errors.Get(), &status);
+        return status.st_size;
     }
     int Spawn(const Program& program, const Environment& environment, int output)
     {
@@ -187,30 +160,34 @@ private:
         return error;
     }
 
-    Descriptor m_errors;
-    int m_output = -1;
+    std::optional<Descriptor> m_output;
+    Descriptor m_errors;  // a file in memory
     pid_t m_pid = -1;
-    bool m_wasKilled = false;
     int m_status = 0;
     std::string m_printed;
 };
 
-/// Takes what it prints until it has ended; why it has to be ended before, or nothing.
+/// Waits until it has ended; why it has to be ended before, or nothing.
 std::string Await(Process& process, Seconds timeout, const std::atomic<bool>& stop)
 {
     const Clock::time_point end = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
-    while (!process.Watch()) {
-        if (stop) {
-            return INTERRUPTED;
-        }
+    while (true) {
+        const bool hasEnded = process.HasEnded();
+        process.Take();
         if (process.IsFlooding()) {
             return "prints more than 64 KiB, or more than 16 MiB of errors";
+        }
+        if (hasEnded) {
+            return "";
+        }
+        if (stop) {
+            return INTERRUPTED;
         }
         if (Clock::now() > end) {
             return "did not end within " + NumberText(timeout.count()) + " s";
         }
+        std::this_thread::sleep_for(SLICE);
     }
-    return "";
 }
 
 Finding Fail(const std::string& message)
@@ -277,7 +254,6 @@ Program ReadProgram(Parameters& parameters)
     if (program.command.empty() || program.command[0].empty()) {
         parameters.Report(parameters.Has("command") ? "command" : "",
                           "'command' is missing: the program and its arguments, as a list of texts");
-        program.command = {"true"};
     }
     program.folder = parameters.Folder();
     program.timeout =

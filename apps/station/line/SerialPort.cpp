@@ -1,7 +1,7 @@
 // The station's serial port: opened raw and for this program alone, closed with the object.
 #include "apps/station/line/SerialPort.h"
 
-#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -33,8 +33,8 @@ speed_t SpeedCode(int baud)
 
 tcflag_t CharacterSize(int dataBits)
 {
-    constexpr tcflag_t SIZES[] = {CS5, CS6, CS7, CS8};
-    return SIZES[std::clamp(dataBits, 5, 8) - 5];
+    constexpr std::array<tcflag_t, 4> SIZES = {CS5, CS6, CS7, CS8};
+    return SIZES.at(static_cast<std::size_t>(dataBits - 5));
 }
 
 tcflag_t ControlFlags(const LineSettings& line)
@@ -58,47 +58,37 @@ tcflag_t ControlFlags(const LineSettings& line)
 }  // namespace
 
 SerialPort::SerialPort(const std::string& device, const LineSettings& line)
-    : m_device(device), m_fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
+    : m_device(device), m_port(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
 {
-    if (m_fd < 0) {
+    if (!m_port.IsValid()) {
         Fail("cannot open", errno);
     }
-    try {
-        SetUp(line);
-    } catch (...) {
-        close(m_fd);
-        throw;
-    }
-}
-
-SerialPort::~SerialPort()
-{
-    close(m_fd);
+    SetUp(line);
 }
 
 void SerialPort::SetUp(const LineSettings& line)
 {
-    if (isatty(m_fd) == 0) {
+    if (isatty(m_port.Get()) == 0) {
         throw PortError(m_device + " is not a serial port");
     }
-    if (flock(m_fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    if (flock(m_port.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         throw PortError(m_device + " is in use by another program");
     }
     termios settings{};
     settings.c_iflag = IGNPAR;
     settings.c_cflag = ControlFlags(line);
     settings.c_cc[VMIN] = 1;  // so that a read of nothing is told from the end of the line
-    if (cfsetspeed(&settings, SpeedCode(line.speed)) != 0 || tcsetattr(m_fd, TCSANOW, &settings) != 0) {
+    if (cfsetspeed(&settings, SpeedCode(line.speed)) != 0 || tcsetattr(m_port.Get(), TCSANOW, &settings) != 0) {
         Fail("cannot set up", errno);
     }
-    tcflush(m_fd, TCIFLUSH);
+    tcflush(m_port.Get(), TCIFLUSH);
 }
 
 void SerialPort::Write(const Bytes& bytes)
 {
     std::size_t done = 0;
     while (done < bytes.size()) {
-        const ssize_t count = write(m_fd, bytes.data() + done, bytes.size() - done);
+        const ssize_t count = write(m_port.Get(), bytes.data() + done, bytes.size() - done);
         if (count >= 0) {
             done += static_cast<std::size_t>(count);
         } else if (errno == EAGAIN) {
@@ -117,7 +107,7 @@ Bytes SerialPort::Read(std::chrono::milliseconds wait)
         return {};
     }
     Bytes bytes(READ_SIZE);
-    const ssize_t count = read(m_fd, bytes.data(), bytes.size());
+    const ssize_t count = read(m_port.Get(), bytes.data(), bytes.size());
     if (count == 0) {
         throw PortError(m_device + " is gone: the other end was closed or the adapter unplugged");
     }
@@ -131,7 +121,7 @@ Bytes SerialPort::Read(std::chrono::milliseconds wait)
 /// True when the event or the end of the line is there; false after the wait or a signal.
 bool SerialPort::WaitFor(short event, std::chrono::milliseconds wait) const
 {
-    pollfd waiting{m_fd, event, 0};
+    pollfd waiting{m_port.Get(), event, 0};
     return poll(&waiting, 1, static_cast<int>(wait.count())) > 0;
 }
 

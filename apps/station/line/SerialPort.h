@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "apps/station/Descriptor.h"
 #include "apps/station/Types.h"
 
 namespace Station {
@@ -21,9 +22,6 @@ public:
     /// Opens `device`, locks it against other stations, sets the line up and discards what was received before.
     /// @throws PortError with a message that names the device
     SerialPort(const std::string& device, const LineSettings& line);
-    ~SerialPort();
-    SerialPort(const SerialPort&) = delete;
-    SerialPort& operator=(const SerialPort&) = delete;
 
     /// Writes all bytes, in one call unless the kernel takes a part only.
     /// @throws PortError if the port is gone or takes nothing for two seconds
@@ -40,7 +38,7 @@ private:
     [[noreturn]] void Fail(const std::string& what, int error) const;
 
     std::string m_device;
-    int m_fd;
+    Descriptor m_port;
 };
 
 }  // namespace Station

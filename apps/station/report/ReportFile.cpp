@@ -23,8 +23,8 @@ ReportFile::ReportFile(std::string path, bool mayOverwrite) : m_path(std::move(p
         Fail(S_ISREG(present.st_mode) ? "it holds another run; --overwrite replaces it" : "it is no regular file");
     }
     m_temporary = m_path + ".XXXXXX";
-    m_fd = mkostemp(m_temporary.data(), O_CLOEXEC);
-    if (m_fd < 0) {
+    m_file.emplace(mkostemp(m_temporary.data(), O_CLOEXEC));
+    if (!m_file->IsValid()) {
         const int error = errno;
         m_temporary.clear();
         Fail(std::generic_category().message(error));
@@ -33,9 +33,6 @@ ReportFile::ReportFile(std::string path, bool mayOverwrite) : m_path(std::move(p
 
 ReportFile::~ReportFile()
 {
-    if (m_fd >= 0) {
-        close(m_fd);
-    }
     if (!m_temporary.empty()) {
         unlink(m_temporary.c_str());
     }
@@ -48,17 +45,17 @@ void ReportFile::Write(const std::string& content)
     }
     std::size_t done = 0;
     while (done < content.size()) {
-        const ssize_t count = write(m_fd, content.data() + done, content.size() - done);
-        if (count < 0 && errno != EINTR) {
+        const ssize_t count = write(m_file->Get(), content.data() + done, content.size() - done);
+        if (count >= 0) {
+            done += static_cast<std::size_t>(count);
+        } else if (errno != EINTR) {
             Fail(std::generic_category().message(errno));
         }
-        done += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
     const mode_t mask = umask(0);
     umask(mask);
-    constexpr mode_t ALL = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-    fchmod(m_fd, ALL & ~mask);  // mkostemp makes it the owner's alone
-    if (fsync(m_fd) != 0) {
+    fchmod(m_file->Get(), DEFFILEMODE & ~mask);  // mkostemp makes it the owner's alone
+    if (fsync(m_file->Get()) != 0) {
         Fail(std::generic_category().message(errno));
     }
     const std::string complete = std::exchange(m_temporary, "");

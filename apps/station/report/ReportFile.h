@@ -1,7 +1,10 @@
 // A file that is written whole or not at all.
 #pragma once
 
+#include <optional>
 #include <string>
+
+#include "apps/station/Descriptor.h"
 
 namespace Station {
 
@@ -29,7 +32,7 @@ private:
     std::string m_path;
     bool m_mayOverwrite;
     std::string m_temporary;
-    int m_fd = -1;
+    std::optional<Descriptor> m_file;
 };
 
 }  // namespace Station
