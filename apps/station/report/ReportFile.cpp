@@ -13,6 +13,18 @@
 
 namespace Station {
 
+namespace {
+
+/// Permissions that no new file gets. Asking for them lifts them for a moment, for the whole process: once, before
+/// there are threads.
+const mode_t WITHHELD = []() noexcept {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return mask;
+}();
+
+}  // namespace
+
 ReportFile::ReportFile(std::string path, bool mayOverwrite) : m_path(std::move(path)), m_mayOverwrite(mayOverwrite)
 {
     if (m_path.empty()) {
@@ -52,9 +64,7 @@ void ReportFile::Write(const std::string& content)
             Fail(std::generic_category().message(errno));
         }
     }
-    const mode_t mask = umask(0);
-    umask(mask);
-    fchmod(m_file->Get(), DEFFILEMODE & ~mask);  // mkostemp makes it the owner's alone
+    fchmod(m_file->Get(), DEFFILEMODE & ~WITHHELD);  // mkostemp makes it the owner's alone
     if (fsync(m_file->Get()) != 0) {
         Fail(std::generic_category().message(errno));
     }
