@@ -30,7 +30,8 @@ def run_plan(machine: Machine, folder: Path, *arguments: str, **options) -> tupl
     meter = Meter(machine, folder / "meter")
     operator = Operator(machine)
     environment = {**os.environ, "TESTMODE_METER": str(meter.path.resolve()),
-                   "XDG_STATE_HOME": str((folder / "state").resolve())}  # the user's own records are not touched
+                   "XDG_STATE_HOME": str((folder / "state").resolve()),  # the user's own records are not touched
+                   "TESTMODE_RECORDS": ""}
     try:
         plan = station(machine, "run", "--plan", str(PLAN), "--set", f"host={PING_ADDRESS}", "--set", "interface=eth0", *arguments,
                        env=environment, **options)

@@ -72,7 +72,8 @@ void DefineLine(CLI::App& app, Options& options)
 void DefineRecords(CLI::App& app, Options& options)
 {
     app.add_option("--records", options.recordsUrl, "sqlite:PATH, postgresql://HOST/DATABASE or none: no PASS without")
-        ->type_name("URL");
+        ->type_name("URL")
+        ->envname("TESTMODE_RECORDS");
 }
 
 void DefineUnits(CLI::App& app, Options& options)
@@ -132,6 +133,9 @@ void Define(CLI::App& app, Options& options)
     send->add_option("COMMAND", options.command, "Name, with or without CMD_, or number")->required();
     send->add_option("DATA", options.data,
                      "Up to 26 bytes: numbers 0 to 255 (also 0x..), any other word and text:... as characters");
+    CLI::App* const forward = app.add_subcommand("forward", "Send the runs that wait to the shared database");
+    DefineRecords(*forward, options);
+    forward->add_flag("--all", options.forwardsAll, "Look for every run there: for a database that has lost some");
 }
 
 /// However it is spelled.
@@ -179,12 +183,15 @@ void CheckTogether(const CLI::App& app, Options& options)
     options.action = app.got_subcommand("plan") ? Options::Action::Plan : Options::Action::Run;
     options.action = app.got_subcommand("line") ? Options::Action::Line : options.action;
     options.action = app.got_subcommand("send") ? Options::Action::Send : options.action;
-    if (options.ports.empty() && options.action != Options::Action::Plan) {
+    options.action = app.got_subcommand("forward") ? Options::Action::Forward : options.action;
+    const bool usesBoard = options.IsTesting() || options.action == Options::Action::Send;
+    const bool usesRecords = options.IsTesting() || options.action == Options::Action::Forward;
+    if (options.ports.empty() && usesBoard) {
         throw CLI::RequiredError("--port");
     }
     CheckPorts(options);
     try {
-        options.records = options.IsTesting() ? ParseLocation(options.recordsUrl) : Location();
+        options.records = usesRecords ? ParseLocation(options.recordsUrl) : Location();
     } catch (const std::invalid_argument& error) {
         throw CLI::ValidationError("--records", error.what());
     }

@@ -12,7 +12,7 @@
 namespace Station {
 
 struct Options {
-    enum class Action { Plan, Run, Line, Send };
+    enum class Action { Plan, Run, Line, Send, Forward };
     Action action = Action::Plan;
     std::vector<std::string> ports;
     std::string plan;  ///< a file; empty is the built-in plan
@@ -35,6 +35,7 @@ struct Options {
     std::string recordsUrl;  ///< as typed
     Location records;
     std::string recordFolder;  ///< gets files of each run; empty for none
+    bool forwardsAll = false;
     std::string json;
     std::string junit;
     bool mayOverwrite = false;

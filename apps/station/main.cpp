@@ -60,6 +60,8 @@ int Start(int argc, char** argv)
         return Line(options, g_stop);
     case Options::Action::Send:
         return Send(options, g_stop);
+    case Options::Action::Forward:
+        return Forward(options, g_stop);
     default:
         return Test(options, g_stop);
     }

@@ -73,6 +73,13 @@ public:
         }
     }
 
+    /// Finish() would not wait.
+    [[nodiscard]] bool HasEnded() const
+    {
+        siginfo_t info = {};
+        waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT);
+        return info.si_pid == m_pid;
+    }
     /// Waits for the end; returns the exit code, or -1 after a signal.
     int Finish()
     {

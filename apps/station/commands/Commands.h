@@ -18,5 +18,7 @@ int Send(const Options& options, const std::atomic<bool>& stop);
 int Line(const Options& options, const std::atomic<bool>& stop);
 /// run
 int Test(const Options& options, const std::atomic<bool>& stop);
+/// forward
+int Forward(const Options& options, const std::atomic<bool>& stop);
 
 }  // namespace Station

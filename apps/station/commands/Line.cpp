@@ -48,6 +48,7 @@ public:
     {
         m_console.ShowFrames(options.showsFrames);
         m_records = OpenRecords(options, m_console);
+        m_forwarder = StartForwarding(options, m_records.get(), m_console, stop);
         m_console.ReadLines();
     }
 
@@ -129,6 +130,7 @@ private:
     const std::atomic<bool>& m_stop;
     Console m_console;
     std::unique_ptr<Records> m_records;
+    std::unique_ptr<BackgroundForwarder> m_forwarder;
     std::vector<std::string> m_units;   ///< under test, by place
     std::optional<std::size_t> m_next;  ///< place of the next unit: the one that was shown, whatever ends
     int m_exitCode = 0;                 ///< of all numbers so far

@@ -79,6 +79,7 @@ int Test(const Options& options, const std::atomic<bool>& stop)
     console.ShowFrames(options.showsFrames);
 
     const std::unique_ptr<Records> records = OpenRecords(options, console);
+    const auto forwarder = StartForwarding(options, records.get(), console, stop);
     const Bay bay = {options, plan, records.get(), stop};
     Fixture fixture(options.ports.size(), [&console] { console.Wake(); });
     for (std::size_t i = 0; i < options.ports.size(); ++i) {

@@ -105,6 +105,16 @@ std::unique_ptr<Records> OpenRecords(const Options& options, Console& console)
     return records;
 }
 
+std::unique_ptr<BackgroundForwarder> StartForwarding(const Options& options, Records* records, Console& console,
+                                                     const std::atomic<bool>& stop)
+{
+    if (records == nullptr || options.records.server.empty()) {
+        return nullptr;
+    }
+    return std::make_unique<BackgroundForwarder>(options.records, *records, stop,
+                                                 [&console](const std::string& message) { console.Complain(message); });
+}
+
 int TestUnit(const Bay& bay, const std::string& port, const std::string& unit, Console::View& console)
 {
     const Options& options = bay.options;

@@ -7,6 +7,7 @@
 
 #include "apps/station/Console.h"
 #include "apps/station/Options.h"
+#include "apps/station/records/BackgroundForwarder.h"
 #include "apps/station/records/Records.h"
 
 namespace Station {
@@ -22,6 +23,11 @@ std::string SerialNumber(const std::string& scanned, const Plan& plan);
 /// The records that were asked for, null for none. Says which runs were interrupted since the last start.
 /// @throws RecordError
 std::unique_ptr<Records> OpenRecords(const Options& options, Console& console);
+
+/// Copies them to the shared database while units are tested; null when none was named.
+/// @throws RecordError
+std::unique_ptr<BackgroundForwarder> StartForwarding(const Options& options, Records* records, Console& console,
+                                                     const std::atomic<bool>& stop);
 
 /// What the ports have in common; it outlives them.
 struct Bay {

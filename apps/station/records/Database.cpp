@@ -2,7 +2,6 @@
 #include "apps/station/records/Database.h"
 
 #include <filesystem>
-#include <memory>
 #include <system_error>
 
 #include <soci/postgresql/soci-postgresql.h>
@@ -18,21 +17,49 @@ namespace {
 /// One line, without the places in the database's libraries that a message comes through.
 std::string Plain(std::string message)
 {
+    for (char& letter : message) {
+        letter = letter == '\n' || letter == '\t' ? ' ' : letter;
+    }
     for (const char* const end : {" while preparing ", " while executing "}) {
         message = message.substr(0, message.find(end));
     }
     const std::string general = "Cannot establish connection to the database. ";
     message = message.compare(0, general.size(), general) == 0 ? message.substr(general.size()) : message;
     const std::size_t place = message.find("::");
-    if (place != std::string::npos && message.find(": ", place) != std::string::npos) {
+    if (place < message.find(' ') && message.find(": ", place) != std::string::npos) {
         message = message.substr(message.find(": ", place) + 2);
-    }
-    for (char& letter : message) {
-        letter = letter == '\n' || letter == '\t' ? ' ' : letter;
     }
     message.erase(message.find_last_not_of(' ') + 1);
     return message;
 }
+
+std::string WithLimits(const std::string& url)
+{
+    constexpr const char* LIMITS = "connect_timeout=5&tcp_user_timeout=10000";  // s, ms
+    return url + (url.find('?') == std::string::npos ? '?' : '&') + LIMITS;
+}
+
+/// From construction to destruction an operation is watched, where somebody watches.
+class Watched {
+public:
+    explicit Watched(ConnectionWatch* watch) : m_watch(watch)
+    {
+        if (m_watch != nullptr) {
+            m_watch->Begin();
+        }
+    }
+    ~Watched()
+    {
+        if (m_watch != nullptr) {
+            m_watch->End();
+        }
+    }
+    Watched(const Watched&) = delete;
+    Watched& operator=(const Watched&) = delete;
+
+private:
+    ConnectionWatch* m_watch;
+};
 
 }  // namespace
 
@@ -62,9 +89,18 @@ Database Database::Sqlite(const std::string& file)
 
 Database Database::Postgres(const std::string& url)
 {
-    constexpr const char* LIMITS = "connect_timeout=5&tcp_user_timeout=10000";  // s, ms
     Database database(url, false);
-    database.Open(soci::postgresql, url + (url.find('?') == std::string::npos ? '?' : '&') + LIMITS);
+    database.Open(soci::postgresql, WithLimits(url));
+    database.Prepare();
+    return database;
+}
+
+Database Database::Postgres(const std::string& url, const std::atomic<bool>& stop, std::chrono::milliseconds limit)
+{
+    Database database(url, false);
+    database.Open(soci::postgresql, WithLimits(url));
+    const auto* const backend = static_cast<soci::postgresql_session_backend*>(database.m_session->get_backend());
+    database.m_watch = std::make_unique<ConnectionWatch>(PQsocket(backend->conn_), stop, limit);
     database.Prepare();
     return database;
 }
@@ -81,10 +117,6 @@ void Database::Open(const soci::backend_factory& factory, const std::string& par
 void Database::Prepare()
 {
     Write([this](soci::session& sql) {
-        constexpr int OURS = 0x746D6F64;  // among those who take such locks: one station at a time makes the tables
-        if (!m_isSqlite) {
-            sql << "select pg_advisory_xact_lock(:ours)", soci::use(OURS, "ours");
-        }
         BringUpToDate(sql, m_isSqlite);
         sql << "select value from testmode where name = 'id'", soci::into(m_id);
     });
@@ -92,10 +124,13 @@ void Database::Prepare()
 
 void Database::Do(const std::function<void(soci::session&)>& work)
 {
+    const Watched watched(m_watch.get());
     try {
         work(*m_session);
     } catch (const soci::soci_error& error) {
-        throw RecordError("the records in " + m_name + ": " + Plain(error.get_error_message()));
+        const bool isOurDoing = m_watch && m_watch->HasEndedConnection();
+        throw RecordError("the records in " + m_name + ": " +
+                          (isOurDoing ? "there was no answer in time" : Plain(error.get_error_message())));
     } catch (const RecordError& error) {
         throw RecordError("the records in " + m_name + ": " + error.what());
     }
@@ -104,7 +139,7 @@ void Database::Do(const std::function<void(soci::session&)>& work)
 void Database::Write(const std::function<void(soci::session&)>& work)
 {
     Do([&](soci::session& sql) {
-        sql << (m_isSqlite ? "begin immediate" : "begin");
+        Begin(sql);
         try {
             work(sql);
             sql << "commit";
@@ -116,6 +151,18 @@ void Database::Write(const std::function<void(soci::session&)>& work)
             throw;
         }
     });
+}
+
+void Database::Begin(soci::session& sql) const
+{
+    if (m_isSqlite) {
+        sql << "begin immediate";
+        return;
+    }
+    constexpr int OURS = 0x746D6F64;                // among those who take such locks
+    sql << "begin isolation level read committed";  // to see what was committed while the lock was waited for
+    sql << "set local idle_in_transaction_session_timeout = '60s'";  // a station that is gone gives the lock back
+    sql << "select pg_advisory_xact_lock(:ours)", soci::use(OURS, "ours");
 }
 
 }  // namespace Station

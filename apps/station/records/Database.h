@@ -1,13 +1,16 @@
 // A connection to a database of records, its schema brought up to date.
 #pragma once
 
-#include <cstdint>
+#include <atomic>
+#include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include <soci/soci.h>
 
+#include "apps/station/records/ConnectionWatch.h"
 #include "apps/station/run/Record.h"
 
 /// An optional value is a column that may be null.
@@ -43,8 +46,11 @@ public:
     /// The SQLite database in that file, which is made if there is none, with its folder. What is committed is durable:
     /// it is written ahead, and each commit waits for the disk.
     static Database Sqlite(const std::string& file);
-    /// The PostgreSQL database of that URL.
+    /// The PostgreSQL database of that URL. Connecting takes at most 5 s for each address of its host.
     static Database Postgres(const std::string& url);
+    /// The same; what it is asked for fails when it takes longer than `limit`, and as soon as `stop` is set, which
+    /// outlives this object. The connection is of no use then.
+    static Database Postgres(const std::string& url, const std::atomic<bool>& stop, std::chrono::milliseconds limit);
 
     [[nodiscard]] bool IsSqlite() const { return m_isSqlite; }
     /// File or URL.
@@ -61,8 +67,10 @@ private:
     Database(const std::string& name, bool isSqlite);
     void Open(const soci::backend_factory& factory, const std::string& parameters);
     void Prepare();
+    void Begin(soci::session& sql) const;
 
     std::unique_ptr<soci::session> m_session;
+    std::unique_ptr<ConnectionWatch> m_watch;  ///< gone before the connection is closed
     std::string m_name;
     bool m_isSqlite;
     std::string m_id;

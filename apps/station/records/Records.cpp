@@ -43,6 +43,7 @@ public:
     void OnEnd(const RunRecord& run) override
     {
         Write([&](soci::session& sql) { CloseRun(sql, m_run, run); });
+        m_records.m_onEnded();
     }
 
 private:

@@ -1,10 +1,13 @@
 // The station's own records: what it is told of its runs, it keeps.
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/station/records/Database.h"
@@ -19,6 +22,8 @@ public:
     /// @throws RecordError
     explicit Records(const std::string& file);
 
+    /// Has this called whenever a run has ended, on the thread of that run; to be set before the first one begins.
+    void OnEnded(std::function<void()> called) { m_onEnded = std::move(called); }
     /// A sink that keeps one run after the other.
     std::unique_ptr<RecordSink> NewSink();
 
@@ -35,6 +40,7 @@ private:
     std::mutex m_mutex;
     Database m_database;
     RunLocks m_locks;
+    std::function<void()> m_onEnded = [] {};
 };
 
 }  // namespace Station

@@ -53,6 +53,7 @@ const Statements RECORDS = {
 /// The order in which runs ended, and how far each server has them.
 const Statements FORWARDING = {
     "alter table run add column closed bigint",
+    "update run set closed = number where verdict is not null",
     "create unique index run_closed on run (closed)",
     "create table forwarded (server text not null primary key, closed bigint not null)",
 };

@@ -1,0 +1,58 @@
+// forward: what waits goes to the shared database.
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+#include "apps/station/commands/Commands.h"
+#include "apps/station/records/Forwarder.h"
+
+namespace Station {
+
+namespace {
+
+/// Tries again as long as that brings anything forward.
+void SendAll(Forwarder& forwarder, const std::atomic<bool>& stop)
+{
+    constexpr int MOST = 3;  // attempts in a row that bring nothing
+    int attempts = 0;
+    while (!stop) {
+        const long before = forwarder.Sent() + forwarder.Found();
+        try {
+            forwarder.Send();
+            return;
+        } catch (const RecordError&) {
+            attempts = forwarder.Sent() + forwarder.Found() > before ? 1 : attempts + 1;
+            if (attempts == MOST) {
+                throw;
+            }
+        }
+    }
+}
+
+}  // namespace
+
+int Forward(const Options& options, const std::atomic<bool>& stop)
+{
+    if (options.records.server.empty()) {
+        throw std::runtime_error("say where to forward the runs: --records postgresql://HOST/DATABASE");
+    }
+    Forwarder forwarder(options.records, stop);
+    if (options.forwardsAll) {
+        forwarder.StartOver();
+    }
+    std::string problem;
+    try {
+        SendAll(forwarder, stop);
+    } catch (const RecordError& error) {
+        problem = error.what();
+    }
+    const long waiting = forwarder.CountWaiting();
+    std::cout << forwarder.Sent() << " forwarded, " << forwarder.Found() << " there already, " << waiting << " left"
+              << std::endl;
+    if (stop || !problem.empty()) {
+        throw std::runtime_error(stop ? "interrupted" : problem);
+    }
+    return waiting == 0 ? 0 : COULD_NOT_RUN;
+}
+
+}  // namespace Station
