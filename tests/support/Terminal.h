@@ -24,7 +24,7 @@ public:
     /// `columns` wide; 0 is a terminal that does not know its width.
     explicit Terminal(std::vector<std::string> command, unsigned short columns = 0)
     {
-        const winsize size = {0, columns, 0, 0};
+        const winsize size = {24, columns, 0, 0};
         m_pid = forkpty(&m_fd, nullptr, nullptr, &size);
         if (m_pid < 0) {
             throw std::system_error(errno, std::generic_category(), "forkpty");

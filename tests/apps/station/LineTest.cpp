@@ -153,7 +153,7 @@ TEST_F(StationLine, AScannerStartsUnitsAndAnswersNothing)
                   "7Y0N1Y8\rA-1\r\ty\tn\r\x1By");
     awaits("no port is free for 7Y0N1Y8");
     awaits("A-1 is under test on port 1");
-    awaits("'y\tn' is no serial number of this plan");
+    awaits("'y\\x09n' is no serial number of this plan");
     terminal.Type("\x1B"
                   "2");
     awaits(Label(2, second) + "White?  [Alt+Y yes, Alt+N no]");
