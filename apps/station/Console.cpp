@@ -141,13 +141,14 @@ void Console::OnKey(const Key& key, Typed& typed)
         OnAlt(key.character);
         break;
     case Key::Kind::Lost:
-        m_hasOperator = m_readsLines = false;
+        m_hasOperator = false;
         m_onAnswer.notify_all();
         [[fallthrough]];
     case Key::Kind::End:
         if (!m_line.empty()) {  // a last line without an end
             typed.lines.push_back(std::exchange(m_line, ""));
         }
+        m_readsLines = false;
         typed.isOver = true;
     }
 }

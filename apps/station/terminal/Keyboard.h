@@ -15,7 +15,7 @@ struct Key {
         Enter,
         Backspace,
         Alt,   ///< with a character
-        End,   ///< Ctrl+D: nothing more is typed, but keys with Alt may come
+        End,   ///< Ctrl-D: no line comes any more, but keys with Alt may
         Lost,  ///< nobody can type any more
     };
     Kind kind;

@@ -176,6 +176,19 @@ TEST_F(StationLine, AScannerStartsUnitsAndAnswersNothing)
     EXPECT_TRUE(terminal.IsAsForAShell());
 }
 
+TEST_F(StationLine, CtrlDLetsTheUnitInProgressFinishWithItsAnswer)
+{
+    const FakeBoard board(FakeBoard::Healthy);
+    Terminal terminal(Command("line", WITH_QUESTION, {&board}));
+    ASSERT_TRUE(terminal.Await("Serial number for port 1 "));
+    terminal.Type("A-1\r");
+    ASSERT_TRUE(terminal.Await("White?  [Alt+Y yes, Alt+N no]")) << terminal.Shown();
+    terminal.Type("\x04"
+                  "A-2\r\x1By");
+    EXPECT_EQ(terminal.Finish(), 0) << terminal.Shown();
+    EXPECT_THAT(terminal.Shown(), AllOf(HasSubstr("A-1: PASS"), Not(HasSubstr("A-2: "))));
+}
+
 TEST_F(StationLine, ReadsNumbersFromAPipeAndFinishesWhatItBegan)
 {
     const FakeBoard board(FakeBoard::Healthy);
