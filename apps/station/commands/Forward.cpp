@@ -13,7 +13,7 @@ namespace {
 /// Tries again as long as that brings anything forward.
 void SendAll(Forwarder& forwarder, const std::atomic<bool>& stop)
 {
-    constexpr int MOST = 3;  // attempts in a row that bring nothing
+    constexpr int MOST = 2;  // attempts in a row that bring nothing
     int attempts = 0;
     while (!stop) {
         const long before = forwarder.Sent() + forwarder.Found();
