@@ -3,11 +3,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <system_error>
 
 #include <sys/stat.h>
+
+#include "apps/station/commands/Time.h"
 
 namespace Station {
 
@@ -71,9 +75,9 @@ void DefineLine(CLI::App& app, Options& options)
 
 void DefineRecords(CLI::App& app, Options& options)
 {
-    app.add_option("--records", options.recordsUrl, "sqlite:PATH, postgresql://HOST/DATABASE or none: no PASS without")
-        ->type_name("URL")
-        ->envname("TESTMODE_RECORDS");
+    app.add_option("--records", options.recordsUrl,
+                   "sqlite:PATH, postgresql://HOST/DATABASE or none: no PASS without (or TESTMODE_RECORDS)")
+        ->type_name("URL");
 }
 
 void DefineUnits(CLI::App& app, Options& options)
@@ -107,6 +111,90 @@ void DefineRun(CLI::App& run, Options& options)
     run.add_flag("--overwrite", options.mayOverwrite, "Let --json and --junit replace another run's file");
 }
 
+/// A time, given as a person types it.
+CLI::Option* DefineTime(CLI::App& app, const char* name, std::optional<std::chrono::system_clock::time_point>& time,
+                        const char* text)
+{
+    return app
+        .add_option_function<std::string>(
+            name,
+            [name, &time](const std::string& word) {
+                try {
+                    time = ParseTime(word, std::chrono::system_clock::now());
+                } catch (const std::invalid_argument& error) {
+                    throw CLI::ValidationError(name, error.what());
+                }
+            },
+            text)
+        ->type_name("TIME");
+}
+
+void DefineAnswer(CLI::App& app, Question& question)
+{
+    CLI::Option* const csv = app.add_flag("--csv", question.isCsv, "Answer as CSV, for a spreadsheet");
+    app.add_flag("--json", question.isJson, "Answer as JSON, for a program")->excludes(csv);
+}
+
+void DefineHistory(CLI::App& history, Question& question)
+{
+    history.add_option("--unit", question.unit, "The runs of this unit alone")->type_name("SN");
+    DefineTime(history, "--since", question.since,
+               "The runs that started then or later: 2026-11-23, 2026-11-23T14:00, 90m, 12h, 7d");
+    history.add_flag("--failed", question.isFailed, "The runs with the verdict FAIL alone");
+    CLI::Option* const limit =
+        history.add_option("--limit", question.most, "At most so many runs, the newest (default: 50)")
+            ->check(CLI::Range(1, 1000000000))
+            ->type_name("N");
+    history.add_flag("--all", question.isAll, "As many as there are")->excludes(limit);
+    DefineAnswer(history, question);
+}
+
+void DefineShow(CLI::App& show, Question& question)
+{
+    show.add_option("RUN", question.run, "The run's UUID, or enough of its beginning")
+        ->required()
+        ->check([](const std::string& word) {
+            const bool isId = !word.empty() && word.find_first_not_of("0123456789abcdef-") == std::string::npos;
+            return isId ? "" : word + ": expected a UUID, or its beginning";
+        });
+    show.add_flag("--frames", question.showsFrames, "Show every frame: > sent, < received");
+    DefineAnswer(show, question);
+}
+
+void DefineYield(CLI::App& yield, Question& question)
+{
+    static const std::map<std::string, Grouping> GROUPINGS = {
+        {"plan", Grouping::Plan}, {"day", Grouping::Day}, {"station", Grouping::Station}, {"check", Grouping::Check}};
+    DefineTime(yield, "--since", question.since, "From the runs that started then or later, as with history");
+    yield
+        .add_option_function<std::string>(
+            "--by", [&question](const std::string& word) { question.by = GROUPINGS.at(word); },
+            "Also for each plan, day, station or check")
+        ->check(CLI::IsMember({"plan", "day", "station", "check"}))
+        ->type_name("WORD");
+    DefineAnswer(yield, question);
+}
+
+/// The subcommands for what the records hold.
+void DefineQuestions(CLI::App& app, Options& options)
+{
+    const auto define = [&](const char* name, const char* text) {
+        CLI::App* const subcommand = app.add_subcommand(name, text);
+        DefineRecords(*subcommand, options);
+        return subcommand;
+    };
+    DefineHistory(*define("history", "List earlier runs, the newest first"), options.question);
+    DefineShow(*define("show", "Show one run of the records"), options.question);
+    DefineYield(*define("yield", "Tell how many units pass, what they fail for, and how values are spread"),
+                options.question);
+    define("backup", "Copy the records, also while units are tested")
+        ->add_option("FILE", options.question.file, "Where to; it must not be there yet")
+        ->required();
+    CLI::App* const prune = define("prune", "Remove what went over the line in old runs, to save room");
+    prune->add_flag("--frames", "What is to be removed: the frames")->required();
+    DefineTime(*prune, "--before", options.question.before, "Of the runs that started earlier than this")->required();
+}
+
 void Define(CLI::App& app, Options& options)
 {
     app.name("station");
@@ -136,6 +224,7 @@ void Define(CLI::App& app, Options& options)
     CLI::App* const forward = app.add_subcommand("forward", "Send the runs that wait to the shared database");
     DefineRecords(*forward, options);
     forward->add_flag("--all", options.forwardsAll, "Look for every run there: for a database that has lost some");
+    DefineQuestions(app, options);
 }
 
 /// However it is spelled.
@@ -177,21 +266,35 @@ void CheckPorts(const Options& options)
     }
 }
 
+Options::Action ActionOf(const CLI::App& app)
+{
+    using Action = Options::Action;
+    static const std::map<std::string, Action> ACTIONS = {{"plan", Action::Plan},       {"run", Action::Run},
+                                                          {"line", Action::Line},       {"send", Action::Send},
+                                                          {"backup", Action::Backup},   {"history", Action::History},
+                                                          {"forward", Action::Forward}, {"prune", Action::Prune},
+                                                          {"show", Action::Show},       {"yield", Action::Yield}};
+    return ACTIONS.at(app.get_subcommands().at(0)->get_name());
+}
+
+/// As typed, or else as a line sets it once for all.
+std::string RecordsUrl(const Options& options)
+{
+    const char* const variable = std::getenv("TESTMODE_RECORDS");
+    return options.recordsUrl.empty() && variable != nullptr ? variable : options.recordsUrl;
+}
+
 /// What single options cannot tell.
 void CheckTogether(const CLI::App& app, Options& options)
 {
-    options.action = app.got_subcommand("plan") ? Options::Action::Plan : Options::Action::Run;
-    options.action = app.got_subcommand("line") ? Options::Action::Line : options.action;
-    options.action = app.got_subcommand("send") ? Options::Action::Send : options.action;
-    options.action = app.got_subcommand("forward") ? Options::Action::Forward : options.action;
-    const bool usesBoard = options.IsTesting() || options.action == Options::Action::Send;
-    const bool usesRecords = options.IsTesting() || options.action == Options::Action::Forward;
-    if (options.ports.empty() && usesBoard) {
+    options.action = ActionOf(app);
+    if (options.ports.empty() && (options.IsTesting() || options.action == Options::Action::Send)) {
         throw CLI::RequiredError("--port");
     }
     CheckPorts(options);
     try {
-        options.records = usesRecords ? ParseLocation(options.recordsUrl) : Location();
+        const bool hasRecords = options.IsTesting() || options.IsAsking();
+        options.records = hasRecords ? ParseLocation(RecordsUrl(options)) : Location();
     } catch (const std::invalid_argument& error) {
         throw CLI::ValidationError("--records", error.what());
     }

@@ -1,6 +1,7 @@
 // What a person types.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -8,11 +9,28 @@
 
 #include "apps/station/plan/PlanFile.h"
 #include "apps/station/records/Location.h"
+#include "apps/station/records/Yield.h"
 
 namespace Station {
 
+/// What is asked of the records.
+struct Question {
+    std::optional<std::string> unit;
+    std::optional<std::chrono::system_clock::time_point> since;
+    std::optional<std::chrono::system_clock::time_point> before;
+    bool isFailed = false;
+    int most = 50;  ///< lines of a history
+    bool isAll = false;
+    std::string run;  ///< the beginning of a UUID
+    Grouping by = Grouping::None;
+    bool showsFrames = false;
+    bool isCsv = false;
+    bool isJson = false;
+    std::string file;  ///< of a backup
+};
+
 struct Options {
-    enum class Action { Plan, Run, Line, Send, Forward };
+    enum class Action { Plan, Run, Line, Send, Backup, Forward, History, Prune, Show, Yield };
     Action action = Action::Plan;
     std::vector<std::string> ports;
     std::string plan;  ///< a file; empty is the built-in plan
@@ -39,12 +57,15 @@ struct Options {
     std::string json;
     std::string junit;
     bool mayOverwrite = false;
+    Question question;
     std::string command;
     std::vector<std::string> data;
     std::vector<std::string> words;  ///< as typed
 
-    /// Units are tested: there are records.
+    /// Units are tested: there are ports and records.
     [[nodiscard]] bool IsTesting() const { return action == Action::Run || action == Action::Line; }
+    /// The records are asked, or looked after.
+    [[nodiscard]] bool IsAsking() const { return !IsTesting() && action != Action::Plan && action != Action::Send; }
     /// Line settings and board type of the command line go before the plan's.
     void ReplaceLine(Plan& replaced) const;
 };

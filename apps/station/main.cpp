@@ -56,6 +56,16 @@ int Start(int argc, char** argv)
     switch (options.action) {
     case Options::Action::Plan:
         return ShowPlan(options);
+    case Options::Action::Backup:
+        return Backup(options);
+    case Options::Action::History:
+        return ShowHistory(options);
+    case Options::Action::Prune:
+        return Prune(options);
+    case Options::Action::Show:
+        return ShowRun(options);
+    case Options::Action::Yield:
+        return ShowYield(options);
     case Options::Action::Line:
         return Line(options, g_stop);
     case Options::Action::Send:

@@ -10,10 +10,20 @@ namespace Station {
 
 constexpr int COULD_NOT_RUN = 2;  // an exit code
 
+/// backup
+int Backup(const Options& options);
+/// history
+int ShowHistory(const Options& options);
 /// plan
 int ShowPlan(const Options& options);
+/// prune
+int Prune(const Options& options);
 /// send
 int Send(const Options& options, const std::atomic<bool>& stop);
+/// show
+int ShowRun(const Options& options);
+/// yield
+int ShowYield(const Options& options);
 /// line
 int Line(const Options& options, const std::atomic<bool>& stop);
 /// run

@@ -105,6 +105,19 @@ Database Database::Postgres(const std::string& url, const std::atomic<bool>& sto
     return database;
 }
 
+Database Database::Existing(const Location& where)
+{
+    if (!where.server.empty()) {
+        return Postgres(where.server);
+    }
+    std::error_code error;
+    if (!std::filesystem::exists(where.file, error)) {
+        throw RecordError(where.file.empty() ? "--records none: there are none to ask"
+                                             : "there are no records in " + where.file);
+    }
+    return Sqlite(where.file);
+}
+
 void Database::Open(const soci::backend_factory& factory, const std::string& parameters)
 {
     try {

@@ -11,6 +11,7 @@
 #include <soci/soci.h>
 
 #include "apps/station/records/ConnectionWatch.h"
+#include "apps/station/records/Location.h"
 #include "apps/station/run/Record.h"
 
 /// An optional value is a column that may be null.
@@ -51,6 +52,8 @@ public:
     /// The same; what it is asked for fails when it takes longer than `limit`, and as soon as `stop` is set, which
     /// outlives this object. The connection is of no use then.
     static Database Postgres(const std::string& url, const std::atomic<bool>& stop, std::chrono::milliseconds limit);
+    /// The one that is to be asked: the server, if there is one, or else a file that is there already.
+    static Database Existing(const Location& where);
 
     [[nodiscard]] bool IsSqlite() const { return m_isSqlite; }
     /// File or URL.

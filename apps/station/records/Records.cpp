@@ -58,7 +58,7 @@ private:
     std::size_t m_checks = 0;
 };
 
-Records::Records(const std::string& file) : m_database(Database::Sqlite(file)), m_locks(file + "-running") {}
+Records::Records(const std::string& file) : m_database(Database::Sqlite(file)), m_locks(file + LOCKS_ENDING) {}
 
 std::unique_ptr<RecordSink> Records::NewSink()
 {
@@ -75,7 +75,7 @@ std::vector<RunRecord> Records::CloseInterrupted()
             if (m_locks.Take(number)) {
                 RunRecord run = LoadRun(sql, number);
                 run.verdict = Verdict::Interrupted;
-                run.problem = "the station was ended in the middle of it";
+                run.problem = INTERRUPTION;
                 CloseRun(sql, number, run);
                 m_locks.Release(number);
                 interrupted.push_back(std::move(run));

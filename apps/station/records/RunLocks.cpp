@@ -10,6 +10,21 @@
 
 namespace Station {
 
+namespace {
+
+/// Of the byte that stands for a run.
+struct flock LockOf(short type, Integer run)
+{
+    struct flock lock = {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = static_cast<off_t>(run);
+    lock.l_len = 1;
+    return lock;
+}
+
+}  // namespace
+
 RunLocks::RunLocks(const std::string& file)
     : m_fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH))
 {
@@ -33,13 +48,25 @@ void RunLocks::Release(Integer run)
     Set(F_UNLCK, run);
 }
 
+bool RunLocks::IsTaken(const std::string& file, Integer run)
+{
+    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0 && errno == ENOENT) {
+        return false;
+    }
+    struct flock lock = LockOf(F_WRLCK, run);
+    const bool isTold = fd >= 0 && fcntl(fd, F_OFD_GETLK, &lock) == 0;
+    const int error = errno;
+    close(fd);
+    if (!isTold) {
+        throw RecordError("cannot read " + file + ": " + std::generic_category().message(error));
+    }
+    return lock.l_type != F_UNLCK;
+}
+
 bool RunLocks::Set(short type, Integer run)
 {
-    struct flock lock = {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = static_cast<off_t>(run);
-    lock.l_len = 1;
+    const struct flock lock = LockOf(type, run);
     return fcntl(m_fd, F_OFD_SETLK, &lock) == 0;
 }
 

@@ -7,6 +7,9 @@
 
 namespace Station {
 
+/// The name of the file, behind the database's.
+constexpr const char* LOCKS_ENDING = "-running";
+
 /// Locks of one process, each on the byte of a run's number in a file beside the database. The kernel takes them away
 /// with the process, whatever ends it.
 class RunLocks {
@@ -20,6 +23,10 @@ public:
     /// False when another process has it, or another object of this one.
     bool Take(Integer run);
     void Release(Integer run);
+
+    /// Whether any process has the lock of that run; for those who only look on, so without a file there is none.
+    /// @throws RecordError when the file cannot be read
+    static bool IsTaken(const std::string& file, Integer run);
 
 private:
     bool Set(short type, Integer run);

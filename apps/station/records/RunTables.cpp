@@ -2,6 +2,7 @@
 #include "apps/station/records/RunTables.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -144,10 +145,10 @@ void LoadValues(soci::session& sql, Integer number, std::vector<CheckRecord*>& c
         value.limits.least = row.get<std::optional<double>>(3);
         value.limits.most = row.get<std::optional<double>>(4);
         value.limits.expected = row.get<std::optional<std::string>>(5);
-        if (const auto amount = row.get<std::optional<double>>(6)) {
-            value.value = *amount;
+        if (const auto text = row.get<std::optional<std::string>>(7)) {
+            value.value = *text;
         } else {
-            value.value = row.get<std::string>(7);
+            value.value = row.get<std::optional<double>>(6).value_or(std::nan(""));  // SQLite has no other word for it
         }
         checks.at(static_cast<std::size_t>(row.get<int>(0)))->values.push_back(std::move(value));
     }
@@ -221,6 +222,7 @@ Integer InsertRun(soci::session& sql, const RunRecord& run, std::optional<Intege
     const auto planned = static_cast<Integer>(run.planned);
     const std::string leftOut = ListText(run.leftOut);
     const Integer started = ToColumn(run.start);
+    const std::optional<Integer> pruned = run.pruned ? std::optional(ToColumn(*run.pruned)) : std::nullopt;
     if (!ordinal) {
         Integer last = 0;
         sql << "select coalesce(max(ordinal), 0) from run", into(last);
@@ -229,14 +231,16 @@ Integer InsertRun(soci::session& sql, const RunRecord& run, std::optional<Intege
     Integer number = 0;
     sql << "insert into run (id, ordinal, unit, plan, plan_file, station, host, people, options, port, speed, "
            "data_bits, "
-           "stop_bits, parity, flow_control, board_type, planned, left_out, started) values (:id, :ordinal, :unit, "
+           "stop_bits, parity, flow_control, board_type, planned, left_out, started, pruned) values (:id, :ordinal, "
+           ":unit, "
            ":plan, :plan_file, :station, :host, :people, :options, :port, :speed, :data_bits, "
-           ":stop_bits, :parity, :flow_control, :board_type, :planned, :left_out, :started) returning number",
+           ":stop_bits, :parity, :flow_control, :board_type, :planned, :left_out, :started, :pruned) returning number",
         into(number), use(run.id, "id"), use(*ordinal, "ordinal"), use(unit, "unit"), use(plan, "plan"),
         use(planFile, "plan_file"), use(run.station, "station"), use(host, "host"), use(people, "people"),
         use(options, "options"), use(port, "port"), use(run.line.speed, "speed"), use(run.line.dataBits, "data_bits"),
         use(run.line.stopBits, "stop_bits"), use(run.line.parity, "parity"), use(run.line.flowControl, "flow_control"),
-        use(boardType, "board_type"), use(planned, "planned"), use(leftOut, "left_out"), use(started, "started");
+        use(boardType, "board_type"), use(planned, "planned"), use(leftOut, "left_out"), use(started, "started"),
+        use(pruned, "pruned");
     return number;
 }
 
@@ -275,10 +279,14 @@ void CloseRun(soci::session& sql, Integer number, const RunRecord& run)
     const std::string verdict = Word(run.verdict);
     const std::string problem = Clean(run.problem);
     std::optional<Integer> isOpen;
-    sql << "update run set ended = :ended, verdict = :verdict, problem = :problem, "
-           "closed = (select coalesce(max(closed), 0) + 1 from run) "
+    const Integer passed = Count(run, Result::Pass);
+    const Integer failed = Count(run, Result::Fail);
+    const std::string reason = Clean(Reason(run));
+    sql << "update run set ended = :ended, verdict = :verdict, problem = :problem, passed = :passed, failed = :failed, "
+           "reason = :reason, closed = (select coalesce(max(closed), 0) + 1 from run) "
            "where number = :number and verdict is null returning number",
-        into(isOpen), use(ended, "ended"), use(verdict, "verdict"), use(problem, "problem"), use(number, "number");
+        into(isOpen), use(ended, "ended"), use(verdict, "verdict"), use(problem, "problem"), use(passed, "passed"),
+        use(failed, "failed"), use(reason, "reason"), use(number, "number");
     if (!isOpen) {
         throw RecordError("run " + run.id + " has a verdict already");
     }
@@ -297,16 +305,18 @@ RunRecord LoadRun(soci::session& sql, Integer number)
     Integer started = 0;
     std::optional<Integer> ended;
     std::optional<std::string> verdict;
+    std::optional<Integer> pruned;
     sql << "select r.id, r.unit, r.plan_file, p.name, p.version, p.sha256, r.station, r.host, r.people, r.options, "
            "r.port, "
            "r.speed, r.data_bits, r.stop_bits, r.parity, r.flow_control, r.board_type, r.planned, r.left_out, "
            "r.started, "
-           "r.ended, r.verdict, r.problem from run r join plan p on p.number = r.plan where r.number = :number",
+           "r.ended, r.verdict, r.problem, r.pruned from run r join plan p on p.number = r.plan where r.number = "
+           ":number",
         into(run.id), into(run.unit), into(run.planFile), into(run.planName), into(run.planVersion),
         into(run.planSha256), into(run.station), into(run.host), into(run.people), into(options), into(run.port),
         into(run.line.speed), into(run.line.dataBits), into(run.line.stopBits), into(run.line.parity),
         into(run.line.flowControl), into(boardType), into(planned), into(leftOut), into(started), into(ended),
-        into(verdict), into(run.problem), use(number, "number");
+        into(verdict), into(run.problem), into(pruned), use(number, "number");
     if (!sql.got_data()) {
         throw RecordError("there is no run number " + std::to_string(number));
     }
@@ -317,6 +327,9 @@ RunRecord LoadRun(soci::session& sql, Integer number)
     run.start = ToTime(started);
     run.end = ToTime(ended.value_or(started));
     run.isKept = true;
+    if (pruned) {
+        run.pruned = ToTime(*pruned);
+    }
     run.verdict = verdict ? VerdictOf(*verdict) : Verdict::InProgress;
     run.couldRun = run.verdict != Verdict::CouldNotRun;
     LoadChecks(sql, number, run);

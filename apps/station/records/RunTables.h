@@ -7,6 +7,9 @@
 
 namespace Station {
 
+/// Why a run that was interrupted did not come to its end.
+constexpr const char* INTERRUPTION = "the station was ended in the middle of it";
+
 /// Adds a run that begins; returns its number in this database. Its ordinal puts it behind all earlier runs, also when
 /// the clock was set back; a copy has that of the original.
 Integer InsertRun(soci::session& sql, const RunRecord& run, std::optional<Integer> ordinal = std::nullopt);

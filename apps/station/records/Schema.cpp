@@ -27,17 +27,19 @@ const Statements RECORDS = {
     "people text not null, options text not null, port text not null, speed integer not null, "
     "data_bits integer not null, stop_bits integer not null, parity text not null, flow_control text not null, "
     "board_type integer not null, planned integer not null, left_out text not null, started bigint not null, "
-    "ended bigint, judged text, verdict text, problem text not null default '')",
+    "ended bigint, judged text, verdict text, problem text not null default '', passed integer, failed integer, "
+    "reason text, pruned bigint)",
     "create index run_unit on run (unit, ordinal)",
     "create index run_ordinal on run (ordinal)",
     "create index run_started on run (started)",
     "create index run_port on run (port, number)",
     "create index run_open on run (number) where verdict is null",
+    "create index run_not_judged on run (number) where verdict is null or verdict not in ('PASS', 'FAIL')",
     "create table check_result (run bigint not null references run (number), position integer not null, "
     "name text not null, kind text not null, code integer, optional integer not null, result text not null, "
     "message text not null, hint text not null, status integer, duration double precision not null, "
     "attempts integer not null, primary key (run, position)) {by_key}",
-    "create index check_failed on check_result (name, run) where result = 'FAIL'",
+    "create index check_not_passed on check_result (name, result, run) where result <> 'PASS'",
     "create table quantity (number {serial}, definition text not null unique, plan text not null, "
     "check_name text not null, name text not null, unit text not null, least double precision, most double precision, "
     "expected text)",

@@ -2,7 +2,6 @@
 #include "apps/station/report/Json.h"
 
 #include <algorithm>
-#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "apps/station/report/Text.h"
@@ -12,12 +11,6 @@ namespace Station {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-/// Seconds, rounded to a microsecond.
-double ToMicrosecond(Seconds duration)
-{
-    return std::round(duration.count() * 1e6) / 1e6;
-}
 
 template <class Held>
 Json OrNull(const std::optional<Held>& held)
@@ -72,6 +65,19 @@ Json ToJson(const CheckRecord& check)
     return json;
 }
 
+/// A record reads the same from a file and from a database. SQLite knows no negative zero, PostgreSQL no zero byte.
+void Settle(Json& json)
+{
+    if (json.is_number_float()) {
+        json = json.get<double>() + 0.0;
+    } else if (json.is_string()) {
+        auto& text = json.get_ref<std::string&>();
+        std::replace(text.begin(), text.end(), '\0', '\xFF');  // no UTF-8
+    } else if (json.is_structured()) {
+        std::for_each(json.begin(), json.end(), Settle);
+    }
+}
+
 Json ToJson(const LineSettings& line)
 {
     return {{"speed", line.speed},
@@ -106,9 +112,13 @@ std::string ToJson(const RunRecord& run)
         {"passed_after_repetition", CountRepeated(run)},
         {"link", ToJson(run.link)},
         {"checks", Json::array()}};
+    if (run.pruned) {
+        json["frames_pruned"] = UtcTimestamp(*run.pruned);
+    }
     for (const CheckRecord& check : run.checks) {
         json["checks"].push_back(ToJson(check));
     }
+    Settle(json);
     // What is no UTF-8 in a reply or an error message is replaced: the record is never lost for it.
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }

@@ -64,6 +64,11 @@ void ReportFile::Write(const std::string& content)
             Fail(std::generic_category().message(errno));
         }
     }
+    Complete();
+}
+
+void ReportFile::Complete()
+{
     fchmod(m_file->Get(), DEFFILEMODE & ~WITHHELD);  // mkostemp makes it the owner's alone
     if (fsync(m_file->Get()) != 0) {
         Fail(std::generic_category().message(errno));

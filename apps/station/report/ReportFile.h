@@ -25,6 +25,12 @@ public:
     /// stays in a file beside it, which the message names
     void Write(const std::string& content);
 
+    /// The file that holds the content until it is complete: for somebody else to write.
+    [[nodiscard]] const std::string& Temporary() const { return m_temporary; }
+    /// Gives what somebody else has written its name.
+    /// @throws std::runtime_error as Write does
+    void Complete();
+
 private:
     [[nodiscard]] int Rename(const std::string& complete) const;
     [[noreturn]] void Fail(const std::string& reason) const;

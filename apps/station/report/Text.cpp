@@ -1,16 +1,32 @@
 // A run as lines for a person.
 #include "apps/station/report/Text.h"
 
+#include <cmath>
 #include <ctime>
 #include <iomanip>
 #include <sstream>
 
 namespace Station {
 
+double ToMicrosecond(Seconds duration)
+{
+    return std::round(duration.count() * 1e6) / 1e6;
+}
+
 std::string Fixed(Seconds duration, int digits)
 {
     std::ostringstream text;
     text << std::fixed << std::setprecision(digits) << duration.count();
+    return text.str();
+}
+
+std::string LocalTime(std::chrono::system_clock::time_point time)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    std::ostringstream text;
+    text << std::put_time(&parts, "%F %T");
     return text.str();
 }
 

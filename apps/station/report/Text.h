@@ -16,9 +16,13 @@ std::string SummaryLine(const RunRecord& run);
 /// "> 5A 01 FF ..." for what was sent, "< ..." for a received frame, "< ... (noise)" for other bytes.
 std::string TrafficLine(const Traffic& entry);
 
+/// Seconds, rounded to a microsecond.
+double ToMicrosecond(Seconds duration);
 /// Seconds with so many digits behind the point.
 std::string Fixed(Seconds duration, int digits);
 
+/// "2026-11-16 17:21:35", as clocks show it here.
+std::string LocalTime(std::chrono::system_clock::time_point time);
 /// "2026-11-16T16:21:35", UTC.
 std::string UtcTime(std::chrono::system_clock::time_point time);
 /// "2026-11-16T16:21:35.123Z"

@@ -59,6 +59,7 @@ struct RunRecord {
     std::string problem;   ///< why the run did not come to its end; empty when it did
     bool couldRun = true;  ///< false when that problem is not the unit's
     bool isKept = false;   ///< in the records, durably
+    std::optional<std::chrono::system_clock::time_point> pruned;  ///< when the records gave up its traffic, if they did
     Verdict verdict = Verdict::InProgress;
 };
 

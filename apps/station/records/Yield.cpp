@@ -1,0 +1,213 @@
+// How many units pass, and what they fail for.
+#include "apps/station/records/Yield.h"
+
+#include <algorithm>
+#include <ctime>
+#include <limits>
+#include <tuple>
+#include <unordered_set>
+#include <utility>
+
+#include "apps/station/records/CheckYield.h"
+#include "apps/station/records/History.h"
+#include "apps/station/records/RunTables.h"
+
+namespace Station {
+
+using soci::into;
+using soci::use;
+
+namespace {
+
+using Name = std::pair<std::string, std::string>;  // of a group: plan and version, plan, day or station
+using Plans = std::map<Integer, Name>;             // name and version of each
+
+struct Run {
+    JudgedRun judged;
+    std::string unit;
+    std::string host;
+    Integer started = 0;
+};
+
+Plans ReadPlans(soci::session& sql)
+{
+    Plans plans;
+    Integer number = 0;
+    Name name;
+    soci::statement rows =
+        (sql.prepare << "select number, name, version from plan", into(number), into(name.first), into(name.second));
+    rows.execute();
+    while (rows.fetch()) {
+        plans[number] = name;
+    }
+    return plans;
+}
+
+std::string LocalDay(Integer started)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(ToTime(started));
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    char day[32];
+    std::strftime(day, sizeof day, "%F", &parts);
+    return day;
+}
+
+/// Sorts the runs into groups, in the order in which they took place.
+class Sorter {
+public:
+    Sorter(Plans plans, Grouping by, Integer since) : m_plans(std::move(plans)), m_by(by), m_period{since, MOST, LEAST}
+    {
+    }
+
+    /// Notes a run of any verdict; returns whether it is within the period.
+    bool Note(Integer number, Integer started)
+    {
+        const bool isWithin = started >= m_period.since;
+        m_period.first = isWithin ? std::min(m_period.first, number) : m_period.first;
+        m_period.lastBefore = isWithin ? m_period.lastBefore : std::max(m_period.lastBefore, number);
+        return isWithin;
+    }
+    /// Takes a judged one. Those before the period tell which runs within it are not the first of their units.
+    void Take(const Run& run, bool isWithin)
+    {
+        const bool isFirst = m_units.insert(run.unit).second;
+        const bool isFirstOfGroup = IsByPlan() ? m_unitsOfPlans.insert(PlanOf(run) + '\n' + run.unit).second : isFirst;
+        if (isWithin) {
+            m_all.Add(run.unit, run.judged, isFirst);
+        }
+        if (isWithin && m_by != Grouping::None) {
+            m_groups[GroupOf(run)].Add(run.unit, run.judged, isFirstOfGroup);
+        }
+    }
+
+    [[nodiscard]] const Period& Within() const { return m_period; }
+    [[nodiscard]] const Tally& All() const { return m_all; }
+    [[nodiscard]] const std::map<Name, Tally>& Groups() const { return m_groups; }
+
+private:
+    static constexpr Integer LEAST = std::numeric_limits<Integer>::min();
+    static constexpr Integer MOST = std::numeric_limits<Integer>::max();
+
+    /// A unit may go through several plans: it has a first run with each of them.
+    [[nodiscard]] bool IsByPlan() const { return m_by == Grouping::Plan || m_by == Grouping::Check; }
+    [[nodiscard]] const std::string& PlanOf(const Run& run) const { return m_plans.at(run.judged.plan).first; }
+    [[nodiscard]] Name GroupOf(const Run& run) const
+    {
+        switch (m_by) {
+        case Grouping::Plan:
+            return m_plans.at(run.judged.plan);
+        case Grouping::Day:
+            return {"", LocalDay(run.started)};
+        case Grouping::Station:
+            return {"", run.host};
+        default:
+            return {PlanOf(run), ""};
+        }
+    }
+
+    Plans m_plans;
+    Grouping m_by;
+    Period m_period;
+    std::unordered_set<std::string> m_units;         ///< that have been judged
+    std::unordered_set<std::string> m_unitsOfPlans;  ///< with the names of plans that judged them
+    Tally m_all;
+    std::map<Name, Tally> m_groups;
+};
+
+/// Of a run without a verdict PASS or FAIL.
+Verdict OtherVerdict(const Database& database, Integer number, const std::string& word)
+{
+    if (!word.empty()) {
+        return VerdictOf(word);
+    }
+    return IsInProgress(database, number) ? Verdict::InProgress : Verdict::Interrupted;
+}
+
+void SortRuns(const Database& database, soci::session& sql, Sorter& sorter, std::map<Verdict, Integer>& notJudged)
+{
+    constexpr std::size_t BATCH = 5000;
+    std::vector<Integer> numbers(BATCH);
+    std::vector<std::string> units(BATCH);
+    std::vector<Integer> plans(BATCH);
+    std::vector<std::string> hosts(BATCH);
+    std::vector<Integer> starts(BATCH);
+    std::vector<std::string> verdicts(BATCH);
+    soci::statement rows = (sql.prepare << "select number, unit, plan, host, started, coalesce(verdict, '') from run "
+                                           "order by ordinal, number",
+                            into(numbers), into(units), into(plans), into(hosts), into(starts), into(verdicts));
+    rows.execute();
+    while (rows.fetch()) {
+        for (std::size_t i = 0; i < numbers.size(); ++i) {
+            const bool isWithin = sorter.Note(numbers[i], starts[i]);
+            const bool isPass = verdicts[i] == Word(Verdict::Pass);
+            if (isPass || verdicts[i] == Word(Verdict::Fail)) {
+                const std::string own = '\n' + std::to_string(numbers[i]);  // a unit without a number has no other run
+                sorter.Take({{numbers[i], plans[i], isPass}, units[i].empty() ? own : units[i], hosts[i], starts[i]},
+                            isWithin);
+            } else if (isWithin) {
+                ++notJudged[OtherVerdict(database, numbers[i], verdicts[i])];
+            }
+        }
+        numbers.resize(BATCH);
+        units.resize(BATCH);
+        plans.resize(BATCH);
+        hosts.resize(BATCH);
+        starts.resize(BATCH);
+        verdicts.resize(BATCH);
+    }
+}
+
+YieldGroup GroupOf(const Name& name, const Tally& tally)
+{
+    return {name.first, name.second, static_cast<Integer>(tally.Runs().size()), tally.FirstPass(), tally.Final()};
+}
+
+std::vector<YieldGroup> GroupsOf(soci::session& sql, const Sorter& sorter, Grouping by)
+{
+    if (by == Grouping::Check) {
+        return YieldOfChecks(sql, sorter.Groups());
+    }
+    std::vector<YieldGroup> groups;
+    for (const auto& [name, tally] : sorter.Groups()) {
+        groups.push_back(GroupOf(name, tally));
+    }
+    return groups;
+}
+
+std::vector<FailedCheck> ReadFailures(soci::session& sql, Integer since)
+{
+    std::vector<FailedCheck> failures;
+    FailedCheck failed;
+    soci::statement rows =
+        (sql.prepare << "select p.name, c.name, count(*), count(distinct case when r.unit = '' then r.id else r.unit "
+                        "end) from check_result c cross join run r cross join plan p where c.result = 'FAIL' and "
+                        "c.result <> 'PASS' and c.position > 0 and r.number = c.run and "
+                        "r.verdict in ('PASS', 'FAIL') and r.started >= :since and p.number = r.plan "
+                        "group by p.name, c.name order by 3 desc, 1, 2",
+         into(failed.plan), into(failed.check), into(failed.runs), into(failed.units), use(since, "since"));
+    rows.execute();
+    while (rows.fetch()) {
+        failures.push_back(failed);
+    }
+    return failures;
+}
+
+}  // namespace
+
+Yield ReadYield(Database& database, const YieldFilter& filter)
+{
+    Yield yield;
+    database.Do([&](soci::session& sql) {
+        const Integer since = filter.since ? ToColumn(*filter.since) : 0;
+        Sorter sorter(ReadPlans(sql), filter.by, since);
+        SortRuns(database, sql, sorter, yield.notJudged);
+        yield.all = GroupOf({}, sorter.All());
+        yield.groups = GroupsOf(sql, sorter, filter.by);
+        yield.failures = ReadFailures(sql, since);
+        yield.values = ReadStatistics(sql, sorter.Within());
+    });
+    return yield;
+}
+
+}  // namespace Station

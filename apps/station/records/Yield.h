@@ -1,0 +1,48 @@
+// How many units pass, and what they fail for. docs/records.md defines each figure.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/station/records/Statistics.h"
+#include "apps/station/records/Tally.h"
+
+namespace Station {
+
+enum class Grouping { None, Plan, Day, Station, Check };
+
+struct YieldFilter {
+    std::optional<std::chrono::system_clock::time_point> since;  ///< runs that started then or later
+    Grouping by = Grouping::None;
+};
+
+struct YieldGroup {
+    std::string plan;  ///< where runs are told apart by plan or check
+    std::string name;  ///< version of the plan, day, station or check
+    Integer runs = 0;  ///< with the verdict PASS or FAIL
+    Share firstPass;
+    Share final;
+};
+
+struct FailedCheck {
+    std::string plan;
+    std::string check;
+    Integer runs = 0;
+    Integer units = 0;
+};
+
+struct Yield {
+    YieldGroup all;
+    std::vector<YieldGroup> groups;
+    std::vector<FailedCheck> failures;  ///< the one that failed in most runs first
+    std::vector<ValueStatistics> values;
+    std::map<Verdict, Integer> notJudged;  ///< runs of other verdicts than PASS and FAIL, which count nowhere else
+};
+
+/// @throws RecordError
+Yield ReadYield(Database& database, const YieldFilter& filter);
+
+}  // namespace Station
