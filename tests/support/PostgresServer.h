@@ -34,7 +34,8 @@ public:
         return versions.empty() ? "" : std::max_element(versions.begin(), versions.end())->second;
     }
 
-    PostgresServer()
+    /// One that does not wait for the disk ("off") survives all but the end of the machine.
+    explicit PostgresServer(const std::string& fsync = "off") : m_fsync(fsync)
     {
         char folder[] = "/tmp/testmode-postgres-XXXXXX";  // a socket's path has at most 107 bytes
         if (mkdtemp(folder) == nullptr) {
@@ -67,8 +68,8 @@ public:
             return Program({Programs() + "pg_isready", "-q", "-h", m_folder, "-U", "station"}).Finish() == 0;
         };
         const auto start = [this] {
-            m_server = std::make_unique<Program>(
-                AsUser({"postgres", "-D", Data(), "-k", m_folder, "-c", "listen_addresses=", "-c", "timezone=UTC"}));
+            m_server = std::make_unique<Program>(AsUser(
+                {"postgres", "-D", Data(), "-k", m_folder, "-c", "listen_addresses=", "-c", "fsync=" + m_fsync}));
         };
         start();
         const bool isUp = WaitFor(
@@ -131,6 +132,7 @@ private:
         }
     }
 
+    const std::string m_fsync;
     std::string m_folder;
     std::unique_ptr<FILE, Close> m_guard;
     std::unique_ptr<Program> m_server;

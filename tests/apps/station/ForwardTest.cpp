@@ -291,7 +291,7 @@ TEST_F(Forwarding, LostAnswersAreAskedForAgain)
 
 TEST_F(Forwarding, FourStationsAtOnceIntoANewDatabase)
 {
-    constexpr int RUNS = 25;
+    constexpr int RUNS = 15;
     std::vector<std::unique_ptr<TestStation>> stations;
     for (int i = 0; i < 4; ++i) {
         stations.push_back(std::make_unique<TestStation>(m_url));
@@ -299,7 +299,7 @@ TEST_F(Forwarding, FourStationsAtOnceIntoANewDatabase)
     }
     std::vector<std::thread> threads;
     std::atomic<int> done{0};
-    for (const std::size_t i : {0, 1, 2, 3, 0}) {  // the first one's runs are forwarded by two at once
+    for (const std::size_t i : {0U, 1U, 2U, 3U, 0U}) {  // the first one's runs are forwarded by two at once
         threads.emplace_back([&, i] {
             EXPECT_NO_THROW(Send(*stations[i]));
             ++done;
@@ -330,26 +330,29 @@ TEST_F(Forwarding, TheServerMayStopAndStartAndBeKilled)
 
     g_server->Stop();
     station.Keep(3);
-    EXPECT_TRUE(WaitFor([&] { return station.Told().find("runs are not forwarded for now") != std::string::npos; }));
+    EXPECT_TRUE(
+        WaitFor([&] { return station.Told().find("runs are not forwarded for now") != std::string::npos; }, 60s));
     g_server->Start();
     AwaitAllThere(station);
 
     Database other = Database::Postgres(m_url);
     other.Do([&](soci::session& sql) { sql << "begin; lock table measured in exclusive mode"; });
     station.Keep(3);
-    EXPECT_TRUE(WaitFor([&] {  // for the transaction to wait in its middle
-        int waiting = 0;
-        other.Do([&](soci::session& sql) {
-            sql << "select count(*) from pg_locks where not granted and relation = 'measured'::regclass",
-                soci::into(waiting);
-        });
-        return waiting > 0;
-    }));
+    EXPECT_TRUE(WaitFor(
+        [&] {  // for the transaction to wait in its middle
+            int waiting = 0;
+            other.Do([&](soci::session& sql) {
+                sql << "select count(*) from pg_locks where not granted and relation = 'measured'::regclass",
+                    soci::into(waiting);
+            });
+            return waiting > 0;
+        },
+        60s));
     g_server->Kill();
     station.Keep(1);
     g_server->Start();
     AwaitAllThere(station);
-    EXPECT_TRUE(WaitFor([&] { return station.Told().find("have been forwarded") != std::string::npos; }));
+    EXPECT_TRUE(WaitFor([&] { return station.Told().find("have been forwarded") != std::string::npos; }, 60s));
 }
 
 TEST_F(Forwarding, TheEndWaitsForNoServer)
@@ -362,7 +365,7 @@ TEST_F(Forwarding, TheEndWaitsForNoServer)
     TestStation station(WithDatabase(relay, m_url));
     auto forwarder = station.Start();
     station.Keep(2);
-    EXPECT_TRUE(WaitFor([&] { return commits > 0; }));
+    EXPECT_TRUE(WaitFor([&] { return commits > 0; }, 60s));
     station.stop = true;
     forwarder.reset();
     EXPECT_THAT(station.Told(), AllOf(HasSubstr("there was no answer in time"),
