@@ -1,7 +1,6 @@
 // Runs that are counted together, from which the shares of units that passed are told.
 #pragma once
 
-#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -29,10 +28,10 @@ struct JudgedRun {
     bool isPass = false;
 };
 
-/// Is told them in the order in which they took place.
+/// Is told them in the order in which they took place; units are numbered.
 class Tally {
 public:
-    void Add(const std::string& unit, const JudgedRun& run, bool isFirst)
+    void Add(Integer unit, const JudgedRun& run, bool isFirst)
     {
         m_runs.push_back(run);
         if (isFirst) {
@@ -45,7 +44,7 @@ public:
     /// Those that were the first of their units.
     [[nodiscard]] const std::vector<JudgedRun>& First() const { return m_first; }
     /// The last of each unit.
-    [[nodiscard]] const std::unordered_map<std::string, JudgedRun>& Last() const { return m_last; }
+    [[nodiscard]] const std::unordered_map<Integer, JudgedRun>& Last() const { return m_last; }
 
     [[nodiscard]] Share FirstPass() const
     {
@@ -67,7 +66,7 @@ public:
 private:
     std::vector<JudgedRun> m_runs;
     std::vector<JudgedRun> m_first;
-    std::unordered_map<std::string, JudgedRun> m_last;
+    std::unordered_map<Integer, JudgedRun> m_last;
 };
 
 }  // namespace Station

@@ -1,6 +1,8 @@
 // Keeping the records in good order: copies of them, and room on the disk.
 #include "apps/station/records/Upkeep.h"
 
+#include <algorithm>
+
 #include "apps/station/records/RunTables.h"
 
 namespace Station {
@@ -11,6 +13,7 @@ using soci::use;
 namespace {
 
 constexpr int RUNS_AT_ONCE = 100;
+constexpr Integer PAGES_AT_ONCE = 1000;
 
 /// Of a run: all servers have it that have ever had one.
 constexpr const char* FORWARDED = "closed <= coalesce((select min(closed) from forwarded), closed)";
@@ -29,19 +32,20 @@ Integer CountFreePages(soci::session& sql)
     return pages;
 }
 
-/// Gives free pages back to the file system, some at a time, for as long as they become fewer.
-void GiveSpaceBack(soci::session& sql)
+/// Gives free pages of SQLite back to the file system, some at a time.
+void GiveSpaceBack(Database& database)
 {
-    Integer free = CountFreePages(sql);
-    Integer before = 0;
-    do {
-        soci::statement give = (sql.prepare << "pragma incremental_vacuum(1000)");
-        give.execute();
-        while (give.fetch()) {  // a page each
-        }
-        before = free;
-        free = CountFreePages(sql);
-    } while (free < before);
+    Integer free = 1;
+    while (free > 0) {
+        database.Write([&free](soci::session& sql) {
+            free = CountFreePages(sql);
+            for (Integer page = 0; page < std::min(free, PAGES_AT_ONCE); ++page) {
+                sql << "pragma incremental_vacuum(1)";
+            }
+            const Integer left = CountFreePages(sql);
+            free = left < free ? left : 0;
+        });
+    }
 }
 
 }  // namespace
@@ -80,10 +84,10 @@ Pruned PruneTraffic(Database& database, std::chrono::system_clock::time_point be
     database.Do([&](soci::session& sql) {
         pruned.open = CountRuns(sql, "verdict is null and " + old);
         pruned.notForwarded = CountRuns(sql, "verdict is not null and " + old);
-        if (database.IsSqlite()) {
-            GiveSpaceBack(sql);
-        }
     });
+    if (database.IsSqlite()) {
+        GiveSpaceBack(database);
+    }
     return pruned;
 }
 

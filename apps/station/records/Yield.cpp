@@ -5,6 +5,7 @@
 #include <ctime>
 #include <limits>
 #include <tuple>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -71,13 +72,14 @@ public:
     /// Takes a judged one. Those before the period tell which runs within it are not the first of their units.
     void Take(const Run& run, bool isWithin)
     {
-        const bool isFirst = m_units.insert(run.unit).second;
-        const bool isFirstOfGroup = IsByPlan() ? m_unitsOfPlans.insert(PlanOf(run) + '\n' + run.unit).second : isFirst;
+        const auto [known, isFirst] = m_units.emplace(run.unit, static_cast<Integer>(m_units.size()));
+        const Integer unit = known->second;
+        const bool isFirstOfGroup = IsByPlan() ? m_unitsOfPlans[PlanOf(run)].insert(unit).second : isFirst;
         if (isWithin) {
-            m_all.Add(run.unit, run.judged, isFirst);
+            m_all.Add(unit, run.judged, isFirst);
         }
         if (isWithin && m_by != Grouping::None) {
-            m_groups[GroupOf(run)].Add(run.unit, run.judged, isFirstOfGroup);
+            m_groups[GroupOf(run)].Add(unit, run.judged, isFirstOfGroup);
         }
     }
 
@@ -109,8 +111,8 @@ private:
     Plans m_plans;
     Grouping m_by;
     Period m_period;
-    std::unordered_set<std::string> m_units;         ///< that have been judged
-    std::unordered_set<std::string> m_unitsOfPlans;  ///< with the names of plans that judged them
+    std::unordered_map<std::string, Integer> m_units;                   ///< that have been judged, and their numbers
+    std::map<std::string, std::unordered_set<Integer>> m_unitsOfPlans;  ///< that have been judged by each
     Tally m_all;
     std::map<Name, Tally> m_groups;
 };

@@ -248,7 +248,15 @@ TEST_F(HistoryTest, ARunIsShownAsItWasWritten)
 TEST_F(HistoryTest, PruningKeepsWhatAServerDoesNotHave)
 {
     using namespace std::chrono_literals;
-    const std::string pruned = Add("1", {GOOD_A}, 0min);
+    CheckRecord large = GOOD_A;
+    large.traffic[0].bytes.resize(100000);
+    const std::string pruned = Add("1", {large}, 0min);
+    const auto pages = [this] {
+        Integer count = 0;
+        m_database.Do([&](soci::session& sql) { sql << "pragma page_count", soci::into(count); });
+        return count;
+    };
+    const Integer before = pages();
     const std::string kept = Add("2", {GOOD_A}, 10min);
     Add("3", {GOOD_A}, 20min, "Plan", Verdict::InProgress);
     const std::string young = Add("4", {GOOD_A}, 100min);
@@ -257,6 +265,7 @@ TEST_F(HistoryTest, PruningKeepsWhatAServerDoesNotHave)
     EXPECT_EQ(Ask({"prune", "--frames", "--before", "2026-11-23T12:30Z"}),
               "1 runs lost their frames\n1 runs kept them: they have no verdict yet\n"
               "1 runs kept them: a server does not have them yet\n");
+    EXPECT_LT(pages(), before - 40) << "200,000 bytes were given back";
     EXPECT_THAT(Ask({"show", pruned, "--frames"}),
                 AllOf(HasSubstr("was removed from the records"), Not(HasSubstr("> 5A"))));
     EXPECT_TRUE(nlohmann::json::parse(Ask({"show", pruned, "--json"})).contains("frames_pruned"));
