@@ -41,8 +41,6 @@ void Fill(ValueStatistics& value, const Sums& sums, double pivot)
     value.least = sums.least;
     value.most = sums.most;
     value.mean = std::clamp(pivot + sums.deviations / count, sums.least, sums.most);
-    value.deviation.reset();
-    value.cpk.reset();
     if (sums.count < 2) {
         return;
     }
@@ -80,25 +78,23 @@ std::vector<std::pair<Integer, ValueStatistics>> ReadQuantities(soci::session& s
 
 std::vector<ValueStatistics> ReadStatistics(soci::session& sql, const Period& period)
 {
-    Integer quantity = 0;
-    double pivot = 0;
-    Sums sums;
     const std::string condition = Counting(period);
-    // The pivot is one of the values: however far they are from zero, the sums of squares do not cancel out.
-    soci::statement findPivot =
-        (sql.prepare << "select number" + condition + " limit 1", into(pivot), use(quantity, "quantity"));
-    soci::statement sum = (sql.prepare << "select count(*), min(number), max(number), sum(number - :pivot), "
-                                          "sum((number - :pivot) * (number - :pivot))" +
-                                              condition,
-                           into(sums.count), into(sums.least), into(sums.most), into(sums.deviations),
-                           into(sums.squares), use(pivot, "pivot"), use(quantity, "quantity"));
     std::vector<ValueStatistics> statistics;
-    for (auto& [number, value] : ReadQuantities(sql)) {
-        quantity = number;
-        if (findPivot.execute(true) && sum.execute(true)) {
-            Fill(value, sums, pivot);
-            statistics.push_back(value);
+    for (auto& [quantity, value] : ReadQuantities(sql)) {
+        // The pivot is one of the values: however far they are from zero, the sums of squares do not cancel out.
+        double pivot = 0;
+        sql << "select number" + condition + " limit 1", into(pivot), use(quantity, "quantity");
+        if (!sql.got_data()) {
+            continue;
         }
+        Sums sums;
+        sql << "select count(*), min(number), max(number), sum(number - :pivot), "
+               "sum((number - :pivot) * (number - :pivot))" +
+                   condition,
+            into(sums.count), into(sums.least), into(sums.most), into(sums.deviations), into(sums.squares),
+            use(pivot, "pivot"), use(quantity, "quantity");
+        Fill(value, sums, pivot);
+        statistics.push_back(value);
     }
     return statistics;
 }

@@ -25,7 +25,7 @@ std::string ExactText(double number)
         return "";
     }
     std::array<char, 32> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+    const char* const end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
     return {text.data(), end};
 }
 
