@@ -1,11 +1,16 @@
 // The kinds of checks: what each sends, and how it judges what comes back.
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include <gmock/gmock.h>
 
 #include "FakeBoard.h"
 #include "apps/station/checks/ClockRecord.h"
+#include "tests/support/Descriptors.h"
 #include "tests/support/Wait.h"
 
 using namespace Station;
@@ -119,6 +124,55 @@ INSTANTIATE_TEST_SUITE_P(
                {1, 0, 50, 0, 50},
                "FAIL: the touch test failed after 1 of 5 touches"},
         Judged{"kind = 'command'\ncode = 0x06", CMD_ADC_IN_TEST, {0}, "PASS: ok"}));
+
+/// What each kind sends: code and data bytes without the zeros behind them, and how it is described.
+TEST(Checks, SendWhatTheyAreDescribedTo)
+{
+    struct Sent {
+        const char* check;
+        const char* bytes;
+        const char* description;
+    };
+    const Sent sent[] = {
+        {"kind = 'version'", "01", "Read the hardware and library versions"},
+        {"kind = 'loopback'", "02 30 31 32 33 34 35 36 37 38 39", "Send \"0123456789\" through the loopback plug"},
+        {"kind = 'outputs'\npattern = [1, 2]", "03 01 02", "Set the digital outputs to 01 02"},
+        {"kind = 'inputs'", "04", "Read the digital inputs, wired to the outputs"},
+        {"kind = 'inputs'\nexpect = [1, 2]", "04", "Read the digital inputs"},
+        {"kind = 'pwm'\nsetting = 2", "05 02", "Set the PWM outputs to 2"},
+        {"kind = 'disk'", "08", "Mount USB disk 0"},
+        {"kind = 'file'\nfile = '/a'", "08 01 2F 61", "Write /a and read it back"},
+        {"kind = 'ping'\nhost = '1.2.3.4'", "08 02 31 2E 32 2E 33 2E 34", "Ping 1.2.3.4"},
+        {"kind = 'address'\ninterface = 'lo'", "08 03 6C 6F", "Read the address of lo"},
+        {"kind = 'picture'\npicture = 'black'", "09", "Clear the screen to black"},
+        {"kind = 'picture'\npicture = 'white'", "09 01", "Clear the screen to white"},
+        {"kind = 'picture'\npicture = 'bars'", "09 02", "Show colour bars"},
+        {"kind = 'picture'\npicture = 'dim'", "09 03 80", "Dim the picture"},
+        {"kind = 'picture'\npicture = 'dim'\nweight = 7", "09 03 07", "Dim the picture"},
+        {"kind = 'brightness'\nbrightness = 9", "09 04 09", "Set the display's brightness to 9"},
+        {"kind = 'touch'\nscreen = '800x480'", "0A 1E", "Have the operator touch five targets"},
+        {"kind = 'read_clock'", "0B", "Read the clock, which must run on"},
+        {"kind = 'confirm'", "FF", "Ask whether the board is in test mode"},
+        {"kind = 'command'\ncode = 'CMD_RAM_TEST'", "0C", "Send CMD_RAM_TEST"},
+        {"kind = 'command'\ncode = 0x21\ndata = [1]\ntext = 'a'", "21 01 61", "Send command 0x21"},
+    };
+    std::string toml;
+    for (std::size_t i = 0; i < std::size(sent); ++i) {
+        toml += "[[check]]\nname = '" + std::to_string(i) + "'\nretries = 0\n" + sent[i].check + '\n';
+    }
+    const Plan plan = PlanOf(toml);
+    const FakeBoard board(FakeBoard::Healthy);
+    const RunRecord run = RunPlan(board, plan);
+    ASSERT_EQ(run.checks.size(), std::size(sent)) << run.problem;
+    for (std::size_t i = 0; i < std::size(sent); ++i) {
+        Bytes bytes = run.checks[i].traffic.at(0).bytes;
+        bytes.resize(bytes.size() - UART::UART_TAIL_LEN);
+        const auto end =
+            std::find_if(bytes.rbegin(), bytes.rend(), [](unsigned char byte) { return byte != 0; }).base();
+        EXPECT_EQ(Hex({bytes.begin() + 2, end}), sent[i].bytes) << sent[i].check;
+        EXPECT_EQ(plan.entries[i].check->Description(), sent[i].description);
+    }
+}
 
 std::string Values(const CheckRecord& check)
 {
@@ -280,24 +334,74 @@ TEST(Checks, ProgramsMeasureWhatTheBoardCannotJudge)
                            "'], timeout = " + timeout + ", values = [{ name = 'v', unit = 'V'" + limits + " }] }\n");
     };
     const std::string three = R"(echo "{\"v\": 3.0}")";
+    EXPECT_EQ(Values(measured(three, "").checks.at(0)), "v=3 V ");
+    EXPECT_THAT(Told(measured(R"(echo "{\"v\": \"on\"}")", ", expect = 'on'")),
+                ElementsAre("PASS: set to 3; measured: v on V"));
+    EXPECT_THAT(Told(measured(R"(echo "{\"v\": true}")", ", expect = 'true'")),
+                ElementsAre("PASS: set to 3; measured: v true V"));
+    EXPECT_THAT(Told(measured(R"(echo "{\"w\": 3}")", "")),
+                ElementsAre(HasSubstr("did not print a JSON object with \"v\"")));
+    EXPECT_THAT(Told(measured(three + "; exec >&-; sleep 0.1", ", most = 3")), ElementsAre(StartsWith("PASS")));
     EXPECT_THAT(Told(measured(three, ", least = 2.9, most = 3.1")), ElementsAre("PASS: set to 3; measured: v 3 V"));
     EXPECT_THAT(Told(measured(three, ", least = 3.1")),
                 ElementsAre("FAIL: set to 3; measured: v is 3 V, expected at least 3.1 V"));
-    EXPECT_THAT(Told(measured("echo none", "")), ElementsAre(HasSubstr("did not print a JSON object with \"v\"")));
+    EXPECT_THAT(Told(measured("echo none", "")),
+                ElementsAre(HasSubstr("measured: sh did not print a JSON object with \"v\"")));
     EXPECT_THAT(Told(measured(R"(echo "{\"v\": null}")", "")), ElementsAre(HasSubstr("printed null for \"v\"")));
     EXPECT_THAT(Told(measured(R"(echo "{\"v\": \"3\"}")", ", least = 1")),
-                ElementsAre(HasSubstr("printed \"3\" for \"v\", expected a number")));
+                ElementsAre(HasSubstr("measured: sh printed \"3\" for \"v\", expected a number")));
     EXPECT_THAT(Told(measured("head -c 20M /dev/zero >&2; sleep 60", "")), ElementsAre(HasSubstr("16 MiB of errors")));
     EXPECT_THAT(Told(measured("echo no probe >&2; exit 3", "")),
                 ElementsAre(HasSubstr("ended with exit code 3: no probe")));
-    EXPECT_THAT(Told(measured("kill -9 $$", "")), ElementsAre(HasSubstr("ended by signal 9")));
-    EXPECT_THAT(Told(measured("sleep 60 & wait", "", "0.5")), ElementsAre(HasSubstr("did not end within 0.5 s")));
+    EXPECT_THAT(Told(measured("kill -9 $$", "")), ElementsAre(HasSubstr("measured: sh was ended by signal 9")));
+    EXPECT_THAT(Told(measured("sleep 60 & wait", "", "0.5")),
+                ElementsAre("FAIL: set to 3; measured: sh did not end within 0.5 s"));
     EXPECT_THAT(Told(measured("yes", "")), ElementsAre(HasSubstr("prints more than 64 KiB")));
     EXPECT_THAT(Told(measured("exec sh -c : </dev/tty", "")), ElementsAre(HasSubstr("No such device or address")))
         << "a program has no terminal: it would take the operator's keys, or be stopped";
     const RunRecord missing =
         RunPlan(FakeBoard::Healthy, "[[check]]\nkind = 'program'\ncommand = ['/no/such/meter']\n");
     EXPECT_THAT(Told(missing), ElementsAre(HasSubstr("cannot run /no/such/meter: No such file")));
+}
+
+TEST(Checks, AProgramFindsItsSurroundings)
+{
+    setenv("TESTMODE_UNIT", "stale", 1);
+    setenv("TESTMODE_OTHER", "kept", 1);
+    const auto former = std::signal(SIGPIPE, SIG_IGN);
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    const FakeBoard board(FakeBoard::Healthy);
+    const auto descriptors = Support::OpenDescriptors();
+    RunOptions options;
+    options.unit = "U1";
+    const RunRecord run = RunPlan(board, PlanOf(R"TOML([[check]]
+kind = 'program'
+command = ['sh', '-c', '''
+signals=$(grep -c "^Sig\(Ign\|Blk\):.*0000000$" /proc/self/status)
+port=$(ls -l /proc/$$/fd | grep -c "$TESTMODE_PORT")
+printf "{\"v\": \"%s %s %s %s %s\"}" "$TESTMODE_UNIT" "$TESTMODE_OTHER" "$(pwd -P)" $signals $port
+''']
+values = [{ name = 'v' }]
+[[check]]
+kind = 'program'
+name = 'missing'
+command = ['/no/such/meter']
+)TOML"),
+                                  options);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    std::signal(SIGPIPE, former);
+    const std::string folder = std::filesystem::canonical(testing::TempDir());
+    EXPECT_EQ(Told(run.checks.at(0)), "PASS: v U1 kept " + folder + " 2 0");
+    EXPECT_EQ(run.checks[0].attempts, 1);
+    std::atomic<bool> stop{true};
+    const Finding stopped = RunProgram({{"sleep", "600"}, "", Seconds{60}, {}}, {}, stop);
+    EXPECT_EQ(stopped.result, Result::Aborted);
+    EXPECT_EQ(stopped.message, "interrupted");
+    EXPECT_EQ(Support::OpenDescriptors(), descriptors) << "nothing is left open";
 }
 
 TEST(Checks, AProgramEndsWithItsWholeGroup)

@@ -56,6 +56,8 @@ TEST(FrameTest, RefusesAndRecognisesDamagedReplyButNotNoise)
     }
     damaged.push_back(GoodReply());
     damaged.back().resize(20);
+    damaged.push_back(MakeErrorFrame(1));
+    damaged.back().resize(3);
     damaged.emplace_back(100, 0x5A);
     for (std::size_t i = 0; i < damaged.size(); ++i) {
         FrameScanner scanner(1, COMMAND);

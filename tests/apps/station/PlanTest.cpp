@@ -95,7 +95,130 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{CHECK + "kind = 'read_clock'\ndeviation = -1\n", "'deviation': expected a number from 0 to 3600"},
         Wrong{GOOD + "measure = { command = ['a'], timeout = 1e300 }\n", "expected a number from 0.001 to 86400"},
         Wrong{GOOD + "measure = [{ command = ['a'] }, { command = ['b'] }]\n", "a second program is given"},
+        Wrong{CHECK + "kind = 'program'\ncommand = ['']\n", "'command' is missing"},
+        Wrong{CHECK + "kind = 'program'\ncommand = 'a'\n", "expected a list of texts, found the text \"a\""},
+        Wrong{CHECK + "kind = 'program'\ncommand = ['a', 1]\n", "expected a list of texts, found a list"},
+        Wrong{CHECK + "kind = 'outputs'\npattern = 5\n", "expected a list of 1 to 26 bytes, found 5"},
+        Wrong{CHECK + "kind = 'outputs'\n", "'pattern' is missing"},
+        Wrong{CHECK + "kind = 'pwm'\n", "'setting' is missing"},
+        Wrong{CHECK + "kind = 'outputs'\npattern = ['a']\n", "expected numbers from 0 to 255, found the text \"a\""},
+        Wrong{CHECK + "kind = 'wrong_frame'\nframe = 'cut'\ncode = 1\n", "unknown key 'code'"},
+        Wrong{GOOD + "hint = ''\n", "'hint': expected a text that is not empty"},
+        Wrong{GOOD + "timeout = inf\n", "expected a number, found inf"},
+        Wrong{GOOD + "timeout = true\n", "expected a number, found true or false"},
+        Wrong{"settings = 5\n" + GOOD, "plan:2:12: 'settings': expected a table"},
         Wrong{"check = 5\n", "'check': expected a table, found 5"}));
+
+/// A number and its bounds; a step outside of them is refused.
+struct Bounded {
+    std::string before;  // of the number, in TOML
+    double least;
+    double most;
+    std::string after;
+};
+
+class Bounds : public testing::TestWithParam<Bounded> {};
+
+TEST_P(Bounds, AreTaken)
+{
+    const auto& [before, least, most, after] = GetParam();
+    const double step = least == LEAST_TIMEOUT ? LEAST_TIMEOUT / 2 : 1;
+    const auto problems = [&](double number) { return Problems(before + NumberText(number) + after); };
+    EXPECT_EQ(problems(least), "");
+    EXPECT_EQ(problems(most), "");
+    EXPECT_THAT(problems(least - step), HasSubstr(NumberText(least) + " to " + NumberText(most)));
+    EXPECT_THAT(problems(most + 1), HasSubstr(NumberText(least) + " to " + NumberText(most)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Numbers, Bounds,
+    testing::Values(
+        Bounded{"board_type = ", 0, 255, "\n" + GOOD}, Bounded{"boot_timeout = ", 0, MOST_SECONDS, "\n" + GOOD},
+        Bounded{"[line]\ndata_bits = ", 5, 8, "\n" + GOOD}, Bounded{"[line]\nstop_bits = ", 1, 2, "\n" + GOOD},
+        Bounded{"[line]\nspeed = ", 9600, 115200, "\n" + GOOD}, Bounded{GOOD + "retries = ", 0, 100, ""},
+        Bounded{GOOD + "timeout = ", LEAST_TIMEOUT, MOST_SECONDS, ""}, Bounded{GOOD + "pause = ", 0, MOST_SECONDS, ""},
+        Bounded{CHECK + "kind = 'pwm'\nsetting = ", 0, 3, ""}, Bounded{CHECK + "kind = 'disk'\ndisk = ", 0, 2, ""},
+        Bounded{CHECK + "kind = 'brightness'\nbrightness = ", 0, 255, ""},
+        Bounded{CHECK + "kind = 'picture'\npicture = 'dim'\nweight = ", 0, 255, ""},
+        Bounded{CHECK + "kind = 'touch'\nscreen = '800x800'\nmargin = ", 0, 255, ""},
+        Bounded{CHECK + "kind = 'touch'\nscreen = '32767x32767'\ntolerance = ", 0, 1000, ""},
+        Bounded{CHECK + "kind = 'set_clock'\ndeviation = ", 0, 3600, ""},
+        Bounded{CHECK + "kind = 'read_clock'\ndeviation = ", 0, 3600, ""},
+        Bounded{CHECK + "kind = 'command'\ncode = ", 0, 255, ""},
+        Bounded{CHECK + "kind = 'outputs'\npattern = [", 0, 255, "]"},
+        Bounded{CHECK + "kind = 'command'\ncode = 6\nvalues = [{ name = 'v', at = ", 1, 25, " }]"},
+        Bounded{CHECK + "kind = 'command'\ncode = 6\nvalues = [{ name = 'v', at = 1, type = 'bits', bit = ", 0, 7,
+                " }]"},
+        Bounded{CHECK + "kind = 'command'\ncode = 6\nvalues = [{ name = 'v', at = 1, type = 'bits', bit = 2, bits = ",
+                1, 6, " }]"}));
+
+TEST(Plans, TextsAreBoundedByWhatABoardTakes)
+{
+    const std::pair<std::string, std::size_t> texts[] = {{"kind = 'loopback'\ntext = '", 26},
+                                                         {"kind = 'file'\nfile = '", 24},
+                                                         {"kind = 'address'\ninterface = '", 15},
+                                                         {"kind = 'command'\ncode = 6\ntext = '", 26}};
+    for (const auto& [before, most] : texts) {
+        const auto problems = [&before = before](const std::string& text) {
+            return Problems(CHECK + before + text + "'\n");
+        };
+        EXPECT_EQ(problems(std::string(most - 2, 'a') + " ~"), "");
+        for (const std::string& text :
+             {std::string(), std::string(most + 1, 'a'), std::string("a\tb"), std::string("\u00e4")}) {
+            EXPECT_THAT(problems(text),
+                        HasSubstr("expected 1 to " + std::to_string(most) + " printable ASCII characters"))
+                << text;
+        }
+    }
+    const std::string both = CHECK + "kind = 'command'\ncode = 6\ntext = 'ab'\ndata = ";
+    EXPECT_EQ(Problems(both + "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24]"), "");
+    EXPECT_THAT(Problems(both + "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24,25]"),
+                HasSubstr("'data' and 'text' are 27 bytes, expected at most 26"));
+    const std::string network = CHECK + "kind = 'address'\ninterface = 'eth0'\nnetwork = '";
+    for (const char* const good : {"10.0.0.0/1", "10.0.0.0/32"}) {
+        EXPECT_EQ(Problems(network + good + "'"), "");
+    }
+    for (const char* const wrong :
+         {"10.0.0.0/0", "10.0.0.0/33", "10.0.0.0/", "10.0.0.0/a", "10.0.0.0/024", "10.0.0/24", "host/24"}) {
+        EXPECT_THAT(Problems(network + wrong + "'"), HasSubstr("expected a network")) << wrong;
+    }
+}
+
+TEST(Plans, WhatAPlanDoesNotSayHasItsDefault)
+{
+    const Plan plan = PlanOf(GOOD);
+    EXPECT_EQ(plan.boardType, 1);
+    EXPECT_FALSE(plan.stopOnFail);
+    EXPECT_EQ(plan.bootTimeout.count(), 0);
+    EXPECT_EQ(plan.version + plan.serialPattern, "");
+    const Entry& entry = plan.entries.at(0);
+    EXPECT_EQ(entry.name, "confirm");
+    EXPECT_EQ(entry.retries, 1);
+    EXPECT_EQ(entry.pause.count(), 0);
+    EXPECT_FALSE(entry.isOptional || entry.timeout || entry.measure);
+    EXPECT_EQ(PlanOf(GOOD + "pause = 2\n").entries[0].pause.count(), 2);
+    const Plan clock = PlanOf(CHECK + "kind = 'read_clock'\npause = 1\ndeviation = 2\n");
+    EXPECT_EQ(clock.entries[0].pause.count(), 3.2) << "less would not show that it stands still";
+    for (const int speed : {9600, 19200, 38400, 57600, 115200}) {
+        EXPECT_EQ(PlanOf("[line]\nspeed = " + std::to_string(speed) + "\n" + GOOD).line.speed, speed);
+    }
+    const LineSettings line =
+        PlanOf("[line]\ndata_bits = 7\nstop_bits = 2\nparity = 'even'\nflow_control = 'hardware'\n" + GOOD).line;
+    EXPECT_EQ(std::to_string(line.dataBits) + line.parity + std::to_string(line.stopBits) + line.flowControl,
+              "7even2hardware");
+}
+
+TEST(Plans, TheNearestWordIsMeant)
+{
+    EXPECT_EQ(Nearest("sitting", {"knitting", "kitten", "mittens"}), "knitting");
+    EXPECT_EQ(Nearest("sitting", {"kitten"}), "kitten") << "three changes";
+    EXPECT_EQ(Nearest("abcd", {"xycd", "abxy"}), "xycd") << "the first of equals";
+    EXPECT_EQ(Nearest("abcd", {"axyz"}), std::nullopt) << "more than half is wrong";
+    EXPECT_EQ(Nearest("ab", {"abc"}), "abc");
+    EXPECT_EQ(Nearest("a", {"b"}), "b");
+    EXPECT_EQ(Nearest("a", {"bc"}), std::nullopt);
+    EXPECT_EQ(Nearest("abcdef", {"bcdef", "abcde"}), "bcdef");
+}
 
 TEST(Plans, AllThatIsWrongIsToldAtOnceInTheOrderOfTheFile)
 {

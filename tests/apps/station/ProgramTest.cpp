@@ -83,6 +83,13 @@ TEST_F(StationProgram, TestsAUnitAndKeepsItsRecord)
     EXPECT_THAT(Content(File("a.xml")),
                 AllOf(HasSubstr(R"(tests="2" failures="0" errors="0" skipped="0")"),
                       HasSubstr(R"(name="unit" value="A-17")"), HasSubstr("&lt;Ann&gt; &amp; &quot;Bob&quot;")));
+    const mode_t mask = umask(0);
+    umask(mask);
+    for (const char* const name : {"a.json", "a.xml"}) {
+        EXPECT_EQ(std::filesystem::status(File(name)).permissions(),
+                  static_cast<std::filesystem::perms>(DEFFILEMODE & ~mask))
+            << "as of any other file: " << name;
+    }
     EXPECT_THAT(ExpectRun(2, board, plan, {"--unit", "A-17", "--json", File("a.json")}),
                 HasSubstr("it holds another run"));
     ExpectRun(0, board, plan, {"--unit", "A-18", "--json", File("a.json"), "--overwrite"});
@@ -184,6 +191,8 @@ TEST_F(StationProgram, WhatWasTypedWrongIsNamedAndNothingIsSent)
         {{"run", "--port", board.Port(), "--plan", Plan(SHORT), "--json", "/dev/full"}, "it is no regular file"},
         {{"send", "--port", board.Port(), "gpi_tset"}, "did you mean CMD_GPI_TEST?"},
         {{"send", "--port", board.Port(), "comm_test", "256"}, "256 does not fit a byte"},
+        {{"send", "--port", board.Port(), "comm_test", std::string(27, 'a')}, "at most 26 data bytes, not 27"},
+        {{"run", "--port", board.Port(), "--plan", Plan(SHORT), "--only", "confrim"}, "did you mean 'confirm'?"},
     };
     for (const auto& [words, told] : wrong) {
         EXPECT_THAT(Expect(2, words), HasSubstr(told));
@@ -207,9 +216,14 @@ TEST_F(StationProgram, PlansAreShownAndChecked)
 TEST_F(StationProgram, SendsSingleCommands)
 {
     const FakeBoard board(FakeBoard::Healthy);
-    EXPECT_THAT(Expect(0, {"send", "--port", board.Port(), "gpi_test"}), HasSubstr("CMD_GPI_TEST              PASS"));
-    EXPECT_THAT(Expect(0, {"--hex", "--port", board.Port(), "send", "comm_test", "run", "0x31"}),
-                AllOf(HasSubstr("> 5A 01 02 72 75 6E 31 00"), HasSubstr("< 5A 01 02 00")));
+    EXPECT_THAT(Expect(0, {"send", "--port", board.Port(), "gpi_test"}),
+                AllOf(HasSubstr("CMD_GPI_TEST              PASS"), HasSubstr(" s  3F\n")));
+    EXPECT_THAT(
+        Expect(0, {"--hex", "--port", board.Port(), "send", "comm_test", "run", "0x31", "0X32", "51", "text:12"}),
+        AllOf(HasSubstr("> 5A 01 02 72 75 6E 31 32 33 31 32 00"), HasSubstr("< 5A 01 02 00"),
+              HasSubstr("every value is 0")));
+    EXPECT_THAT(Expect(0, {"send", "--port", board.Port(), "CMD_EXT_DEVICE_TEST", "3", "lo"}),
+                HasSubstr("31 39 32 2E 31 36 38 2E 31 2E 31 30 \"192.168.1.10\"\n"));
     EXPECT_THAT(Expect(1, {"send", "--port", board.Port(), "ram_test"}), HasSubstr("does not support"));
     const FakeBoard refusing([](FakeBoard& self, const Bytes&) { self.Send(Station::MakeErrorFrame(1)); });
     Expect(1, {"send", "--port", refusing.Port(), "gpi_test"});
@@ -224,6 +238,8 @@ TEST_F(StationProgram, SetsTheLineUpAsItsOptionsSay)
         {{}, "115200 8N1\n"},
         {{"--baud", "9600", "--parity", "odd"}, "9600 8O1\n"},
         {{"--baud", "57600", "--data-bits", "7", "--parity", "even"}, "57600 7E1\n"},
+        {{"--baud", "19200", "--data-bits", "6"}, "19200 6N1\n"},
+        {{"--baud", "38400"}, "38400 8N1\n"},
         {{"--data-bits", "5", "--stop-bits", "2", "--flow-control", "hardware"}, "115200 5N2 rts/cts\n"},
     };
     for (const auto& [options, settings] : lines) {
@@ -333,14 +349,14 @@ TEST_P(StationSignal, InterruptedRunWritesItsRecord)
     const FakeBoard board([&waiting](FakeBoard& self, const Bytes& received) {
         received[2] == UART::CMD_TOUCH_TEST ? waiting.store(true) : FakeBoard::Healthy(self, received);
     });
-    const std::string plan = Plan(SHORT + "[[check]]\nkind = 'touch'\nscreen = '800x480'\n");
+    const std::string plan = Plan(SHORT + "[[check]]\nkind = 'touch'\nscreen = '800x480'\n[[check]]\nkind = 'disk'\n");
     Program program({STATION_PROGRAM, "run", "--port", board.Port(), "--plan", plan, "--json", File("a.json")});
     while (!waiting) {
         std::this_thread::yield();
     }
     program.Signal(GetParam());
     EXPECT_EQ(program.Finish(), 2) << program.Output();
-    EXPECT_THAT(program.Output(), HasSubstr("COULD NOT RUN: 2 passed, 0 failed, 0 not carried out, 3 of 3 checks"));
+    EXPECT_THAT(program.Output(), HasSubstr("COULD NOT RUN: 2 passed, 0 failed, 0 not carried out, 3 of 4 checks"));
     const auto record = nlohmann::json::parse(Content(File("a.json")));
     EXPECT_EQ(record["verdict"], "COULD NOT RUN");
     EXPECT_EQ(record["reason"], "interrupted");

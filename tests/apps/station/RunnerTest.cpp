@@ -1,11 +1,19 @@
 // Runs on a board that answers well, badly, late or not at all: no unit passes that was not tested, none is blamed
 // wrongly, and no minute is wasted.
+#include <array>
 #include <chrono>
 #include <fstream>
+#include <regex>
+#include <utility>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include "FakeBoard.h"
+#include "apps/station/report/JUnit.h"
+#include "apps/station/report/Json.h"
 #include "tests/support/Program.h"
 #include "tests/support/Wait.h"
 
@@ -18,6 +26,13 @@ namespace {
 
 constexpr unsigned char INPUTS = UART::CMD_GPI_TEST;
 constexpr unsigned char CONFIRM = UART::CMD_CONFIRM_TEST_MODE;
+
+std::string HostOfTests()
+{
+    std::array<char, 256> name{};
+    gethostname(name.data(), name.size());
+    return name.data();
+}
 
 const std::string READ_INPUTS = "[[check]]\nkind = 'inputs'\nexpect = [0x3F, 0]\ntimeout = 0.4\n";
 const std::string CONFIRM_CHECK = "[[check]]\nkind = 'confirm'\n";
@@ -88,7 +103,9 @@ TEST(Runs, RepeatWhatWasLostAndSayWhatCameInstead)
     EXPECT_EQ(TrafficOf(Inputs(Silent, 1)), "PASS: 3F 00, as expected (at attempt 2) >><");
     EXPECT_EQ(TrafficOf(Inputs(Refuse, 1)), "PASS: 3F 00, as expected (at attempt 2) ><><");
     EXPECT_EQ(TrafficOf(Inputs(Damage, 1)), "PASS: 3F 00, as expected (at attempt 2) >~><");
-    EXPECT_EQ(CountRepeated(RunPlan(BadInputs(Damage, 1), READ_INPUTS)), 1);
+    const RunRecord repeated = RunPlan(BadInputs(Damage, 1), READ_INPUTS);
+    EXPECT_EQ(CountRepeated(repeated), 1);
+    EXPECT_EQ(repeated.link.traffic.size(), 4U) << "asked before the checks, and after what was lost";
 
     EXPECT_EQ(TrafficOf(Inputs(Silent)),
               "FAIL: no answer within 0.4 s: check that the board is switched on, the serial cable, "
@@ -203,7 +220,11 @@ TEST(Runs, EndSoonWhereNoBoardAnswers)
         }
     };
     const auto echo = [](FakeBoard& board, const Bytes& received) { board.Send(received); };
-    const Dead dead[] = {{echo, "what is sent comes back: check the serial cable"},
+    const auto other = [](FakeBoard& board, const Bytes& /*received*/) {
+        board.Send(MakeFrame(1, UART::CMD_RAM_TEST, {0}));
+    };
+    const Dead dead[] = {{other, "a reply to another command came: check that nobody else uses the port"},
+                         {echo, "what is sent comes back: check the serial cable"},
                          {Silent, "check that it is switched on, the serial cable, and the speed, 115200 bit/s"},
                          {garbage, "bytes came that are no reply: check the speed, 115200 bit/s"},
                          {Refuse, "it answers with error frames: check the plan's board_type"},
@@ -254,7 +275,10 @@ TEST(Runs, WaitForABoardThatBoots)
         if (++questions > 3) {
             return FakeBoard::Healthy(board, received);
         }
-        for (int i = 0; i < 16; ++i) {
+        if (questions == 1) {
+            return Refuse(board, received);
+        }
+        for (int i = 0; i < 20; ++i) {
             board.Send(Bytes(2000, 0x11));
             board.AwaitUnread(0);
         }
@@ -266,7 +290,8 @@ TEST(Runs, WaitForABoardThatBoots)
         kept += entry.kind == Traffic::Kind::Noise ? entry.bytes.size() : 0;
     }
     EXPECT_EQ(kept, Transcript::MOST_NOISE) << "over all questions";
-    EXPECT_GT(run.link.attempts, 3);
+    EXPECT_EQ(run.link.attempts, 4);
+    EXPECT_GE(run.link.duration.count(), 3) << "asked once a second";
 }
 
 TEST(Runs, EndWhenTheBoardDies)
@@ -281,6 +306,17 @@ TEST(Runs, EndWhenTheBoardDies)
     EXPECT_EQ(run.checks.size(), 1U);
     EXPECT_EQ(run.verdict, Verdict::Fail);
     EXPECT_THAT(run.problem, StartsWith("the board no longer answers since inputs"));
+    EXPECT_EQ(run.link.traffic.size(), 4U) << "the answer before the checks, and two questions";
+    const auto alone = [isDead = false](FakeBoard& board, const Bytes& received) mutable {
+        isDead = isDead || received[2] == UART::CMD_TOUCH_TEST || received[2] == INPUTS;
+        isDead ? void() : FakeBoard::Healthy(board, received);
+    };
+    EXPECT_THAT(RunPlan(alone, READ_INPUTS).problem, StartsWith("the board no longer answers"))
+        << "also the last check";
+    const std::string touch = "[[check]]\nkind = 'touch'\nscreen = '800x480'\ntimeout = 0.2\n";
+    EXPECT_EQ(Reason(RunPlan(alone, touch)), "touch") << "it is deaf until somebody touches";
+    EXPECT_THAT(Reason(RunPlan(alone, touch + CONFIRM_CHECK)),
+                StartsWith("touch; the board no longer answers since touch"));
     const auto hangsUp = [](FakeBoard& board, const Bytes& received) {
         received[2] == INPUTS ? board.HangUp() : FakeBoard::Healthy(board, received);
     };
@@ -342,6 +378,7 @@ TEST(Verdicts, ProgramsBeforeAndAfterCount)
     EXPECT_TRUE(noPower.checks.empty());
     const RunRecord noLabel = with("true", "exit 1");
     EXPECT_EQ(noLabel.verdict, Verdict::CouldNotRun);
+    EXPECT_FALSE(noLabel.couldRun);
     EXPECT_THAT(noLabel.problem, HasSubstr("the program after the verdict failed: sh ended with exit code 1"));
     const RunRecord failed = RunPlan(FakeBoard::Replying(INPUTS, {1}), "[after]\ncommand = ['false']\n" + READ_INPUTS);
     EXPECT_EQ(failed.verdict, Verdict::Fail) << "the unit has failed all the same";
@@ -370,6 +407,130 @@ TEST(Verdicts, GeneralTimeLimitsDoNotShortenWhatWaitsForAPerson)
         "[[check]]\nkind = 'touch'\nscreen = '800x480'\ntimeout = 0.2\n");
     EXPECT_THAT(Told(silent), ElementsAre(HasSubstr("until somebody does, it answers no other command")));
     EXPECT_EQ(silent.checks[0].attempts, 1) << "a repetition would begin a second test behind the first";
+}
+
+/// Tells each thing that it is told.
+class Listener : public RecordSink {
+public:
+    void OnBegin(const RunRecord& run) override { events.push_back("begin " + run.planName); }
+    void OnCheck(const std::string& name) override { events.push_back("check " + name); }
+    void OnTraffic(const Traffic& entry) override { events.emplace_back(1, "><~"[static_cast<int>(entry.kind)]); }
+    void OnWait(const std::string& name, Seconds waited, Seconds limit) override
+    {
+        EXPECT_LE(waited.count(), 100);
+        const std::string event = "wait " + name + ' ' + NumberText(limit.count());
+        if (events.back() != event) {
+            events.push_back(event);
+        }
+    }
+    void OnJudged(const RunRecord& /*run*/, const CheckRecord& check) override { events.push_back(Told(check)); }
+    void OnEnd(const RunRecord& run) override { events.emplace_back(Word(run.verdict)); }
+
+    std::vector<std::string> events;
+};
+
+TEST(Runs, TellEachThingAsItHappens)
+{
+    const FakeBoard board([isLate = true](FakeBoard& self, const Bytes& received) mutable {
+        if (received[2] != INPUTS || !std::exchange(isLate, false)) {
+            FakeBoard::Healthy(self, received);
+        }
+    });
+    const Plan plan = PlanOf("boot_timeout = 20\n[before]\ncommand = ['true']\n" + READ_INPUTS + CONFIRM_CHECK);
+    RunOptions options;
+    options.port = board.Port();
+    options.skip = {"confirm"};
+    FakeOperator nobody;
+    FakeRecords records;
+    Listener listener;
+    const std::atomic<bool> never{false};
+    const RunRecord run = Runner(plan, options, nobody, {records, listener}, never).Run();
+    EXPECT_THAT(listener.events,
+                ElementsAre("begin Test plan", "check before", "check link", "wait waiting for the board to boot 20",
+                            ">", "<", "check inputs", ">", "wait inputs 0.4", ">", "<",
+                            "PASS: 3F 00, as expected (at attempt 2)", ">", "<", "PASSED, NOT COUNTED"));
+    EXPECT_GE(run.checks.at(0).duration.count(), 0.4);
+    EXPECT_LE(run.link.duration + run.checks[0].duration, run.end - run.start);
+}
+
+/// Without what is another one each time.
+std::string Normalised(std::string text)
+{
+    const std::pair<const char*, const char*> volatiles[] = {
+        {R"~("(id|start|end|port|host|sha256|file)": "[^"]+")~", R"~("$1": "*")~"},
+        {R"~("(duration_s|time_s)": [0-9.e-]+)~", R"~("$1": 0)~"},
+        {R"~((name="(run|host|port|plan SHA-256)" value|time|timestamp)="[^"]+")~", R"~($1="*")~"}};
+    for (const auto& [pattern, replacement] : volatiles) {
+        text = std::regex_replace(text, std::regex(pattern), replacement);
+    }
+    return text;
+}
+
+TEST(Records, HoldAllOfARun)
+{
+    const FakeBoard board([isFirst = true](FakeBoard& self, const Bytes& received) mutable {
+        if (received[2] == INPUTS && std::exchange(isFirst, false)) {
+            return self.Send({1, 2, 3});
+        }
+        received[2] == UART::CMD_COMM_TEST ? self.Reply(received, {1, 3}) : FakeBoard::Healthy(self, received);
+    });
+    const Plan plan =
+        PlanOf("name = \"Test plan\"\nversion = '7'\n" + READ_INPUTS + "[[check]]\nkind = 'loopback'\nhint = 'Plug'\n" +
+               "[[check]]\nkind = 'loopback'\nname = 'spare'\noptional = true\n" +
+               "[[check]]\nkind = 'pwm'\nsetting = 1\n" + CONFIRM_CHECK);
+    RunOptions options;
+    options.unit = "U1";
+    options.people = "Ann";
+    options.station = "1.2.3";
+    options.words = {"run", "--skip"};
+    options.skip = {"confirm"};
+    const RunRecord run = RunPlan(board, plan, options);
+    EXPECT_EQ(run.host, HostOfTests());
+    EXPECT_EQ(run.port, board.Port());
+    EXPECT_EQ(run.planSha256.size(), 64U);
+    EXPECT_LT(run.start, run.end);
+    EXPECT_EQ(Normalised(ToJson(run)), Support::Content(std::string(RECORDS) + "run.json"));
+    EXPECT_EQ(Normalised(ToJUnit(run)), Support::Content(std::string(RECORDS) + "run.xml"));
+}
+
+/// So that each byte arrives as it was sent.
+TEST(SerialPortTest, IsSetUpRawAndGivesUpOnALineThatTakesNothing)
+{
+    const FakeBoard board(FakeBoard::Healthy);
+    const int other = open(board.Port().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    board.Send({1, 2, 3});
+    board.AwaitUnread(3);
+    SerialPort port(board.Port(), {});
+    EXPECT_EQ(port.Read(std::chrono::milliseconds(0)), Bytes()) << "what came before is not the answer to anything";
+    termios settings = {};
+    tcgetattr(other, &settings);
+    EXPECT_EQ(settings.c_iflag, tcflag_t{IGNPAR});
+    EXPECT_EQ(settings.c_cflag & (CLOCAL | CREAD), tcflag_t{CLOCAL | CREAD});
+    EXPECT_EQ(settings.c_oflag | settings.c_lflag, 0U);
+    EXPECT_EQ(settings.c_cc[VMIN], 1);
+    ASSERT_EQ(tcflow(other, TCOOFF), 0);
+    EXPECT_THROW(port.Write({1}), PortError);
+    tcflow(other, TCOON);
+    close(other);
+}
+
+TEST(LinkTest, ALineThatIsNotQuietIsTold)
+{
+    const std::atomic<bool> never{false};
+    const FakeBoard board([](FakeBoard& self, const Bytes& /*received*/) {
+        while (!self.IsOver()) {
+            self.Send({1});
+            self.AwaitUnread(0);
+        }
+    });
+    SerialPort port(board.Port(), {});
+    Link link(port, 1, never);
+    Transcript transcript;
+    EXPECT_TRUE(link.AwaitQuiet(Seconds{5}, transcript));
+    EXPECT_TRUE(transcript.Entries().empty());
+    port.Write({1});
+    EXPECT_FALSE(link.AwaitQuiet(Seconds{0.3}, transcript));
+    EXPECT_GT(transcript.NoiseSize(), 0U);
 }
 
 TEST(SerialPortTest, RefusesWhatIsNoFreeSerialPort)
