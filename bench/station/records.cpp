@@ -12,7 +12,7 @@
 #include "apps/station/records/Forwarder.h"
 #include "apps/station/report/Json.h"
 #include "bench/Measure.h"
-#include "tests/apps/station/SampleRun.h"
+#include "bench/station/SampleRun.h"
 #include "tests/support/PostgresServer.h"
 
 namespace {

@@ -15,9 +15,7 @@ int Backup(const Options& options)
         throw std::runtime_error(file + " is there already: a backup replaces no file");
     }
     Database database = Database::Existing(options.records);
-    ReportFile backup(file, false);
-    BackUp(database, backup.Temporary());
-    backup.Complete();
+    ReportFile(file, false).Fill([&](int /*fd*/, const std::string& path) { BackUp(database, path); });
     return 0;
 }
 

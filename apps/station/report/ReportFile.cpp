@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <random>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -11,19 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "apps/station/Descriptor.h"
+
 namespace Station {
-
-namespace {
-
-/// Permissions that no new file gets. Asking for them lifts them for a moment, for the whole process: once, before
-/// there are threads.
-const mode_t WITHHELD = []() noexcept {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return mask;
-}();
-
-}  // namespace
 
 ReportFile::ReportFile(std::string path, bool mayOverwrite) : m_path(std::move(path)), m_mayOverwrite(mayOverwrite)
 {
@@ -34,13 +25,11 @@ ReportFile::ReportFile(std::string path, bool mayOverwrite) : m_path(std::move(p
     if (stat(m_path.c_str(), &present) == 0 && (!S_ISREG(present.st_mode) || !m_mayOverwrite)) {
         Fail(S_ISREG(present.st_mode) ? "it holds another run; --overwrite replaces it" : "it is no regular file");
     }
-    m_temporary = m_path + ".XXXXXX";
-    m_file.emplace(mkostemp(m_temporary.data(), O_CLOEXEC));
-    if (!m_file->IsValid()) {
-        const int error = errno;
-        m_temporary.clear();
-        Fail(std::generic_category().message(error));
+    const Descriptor probe(OpenBeside());
+    if (!probe.IsValid()) {
+        Fail(std::generic_category().message(errno));
     }
+    unlink(std::exchange(m_temporary, "").c_str());  // a station that is killed leaves nothing
 }
 
 ReportFile::~ReportFile()
@@ -55,22 +44,27 @@ void ReportFile::Write(const std::string& content)
     if (m_path.empty()) {
         return;
     }
-    std::size_t done = 0;
-    while (done < content.size()) {
-        const ssize_t count = write(m_file->Get(), content.data() + done, content.size() - done);
-        if (count >= 0) {
-            done += static_cast<std::size_t>(count);
-        } else if (errno != EINTR) {
-            Fail(std::generic_category().message(errno));
+    Fill([&](int fd, const std::string& /*path*/) {
+        std::size_t done = 0;
+        while (done < content.size()) {
+            const ssize_t count = write(fd, content.data() + done, content.size() - done);
+            if (count >= 0) {
+                done += static_cast<std::size_t>(count);
+            } else if (errno != EINTR) {
+                Fail(std::generic_category().message(errno));
+            }
         }
-    }
-    Complete();
+    });
 }
 
-void ReportFile::Complete()
+void ReportFile::Fill(const std::function<void(int fd, const std::string& path)>& fill)
 {
-    fchmod(m_file->Get(), DEFFILEMODE & ~WITHHELD);  // mkostemp makes it the owner's alone
-    if (fsync(m_file->Get()) != 0) {
+    const Descriptor file(OpenBeside());
+    if (!file.IsValid()) {
+        Fail(std::generic_category().message(errno));
+    }
+    fill(file.Get(), m_temporary);
+    if (fsync(file.Get()) != 0) {
         Fail(std::generic_category().message(errno));
     }
     const std::string complete = std::exchange(m_temporary, "");
@@ -78,6 +72,18 @@ void ReportFile::Complete()
         Fail((errno == EEXIST ? "another run has written it meanwhile" : std::generic_category().message(errno)) +
              "; this run's is in " + complete);
     }
+}
+
+/// A new file beside the report's, with the rights of any new file. Negative, with errno, when there is none.
+int ReportFile::OpenBeside()
+{
+    std::random_device random;
+    int fd = -1;
+    do {
+        m_temporary = m_path + '.' + std::to_string(random());
+        fd = open(m_temporary.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, DEFFILEMODE);
+    } while (fd < 0 && errno == EEXIST);
+    return fd;
 }
 
 /// Gives the complete file its name; never replaces one that another run has made meanwhile.

@@ -1,10 +1,8 @@
 // A file that is written whole or not at all.
 #pragma once
 
-#include <optional>
+#include <functional>
 #include <string>
-
-#include "apps/station/Descriptor.h"
 
 namespace Station {
 
@@ -25,20 +23,17 @@ public:
     /// stays in a file beside it, which the message names
     void Write(const std::string& content);
 
-    /// The file that holds the content until it is complete: for somebody else to write.
-    [[nodiscard]] const std::string& Temporary() const { return m_temporary; }
-    /// Gives what somebody else has written its name.
-    /// @throws std::runtime_error as Write does
-    void Complete();
+    /// The same with what `fill` writes, to a new file that is open as `fd` and has this path meanwhile.
+    void Fill(const std::function<void(int fd, const std::string& path)>& fill);
 
 private:
+    int OpenBeside();
     [[nodiscard]] int Rename(const std::string& complete) const;
     [[noreturn]] void Fail(const std::string& reason) const;
 
     std::string m_path;
     bool m_mayOverwrite;
     std::string m_temporary;
-    std::optional<Descriptor> m_file;
 };
 
 }  // namespace Station

@@ -26,7 +26,7 @@ std::string ExactText(double number)
     }
     std::array<char, 32> text{};
     const char* const end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-    return {text.data(), end};
+    return {static_cast<const char*>(text.data()), end};
 }
 
 std::string Plain(const Cell& cell)

@@ -11,7 +11,7 @@
 
 #include "FakeBoard.h"
 #include "LossyRelay.h"
-#include "SampleRun.h"
+#include "bench/station/SampleRun.h"
 #include "apps/station/records/BackgroundForwarder.h"
 #include "apps/station/records/Forwarder.h"
 #include "apps/station/records/RunTables.h"

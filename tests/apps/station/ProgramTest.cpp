@@ -139,6 +139,7 @@ TEST_F(StationProgram, TwoRunsAtOnceLoseNoRecord)
 {
     Station::ReportFile first(File("a.json"), false);
     Station::ReportFile second(File("a.json"), false);
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder)) << "a station that is killed leaves nothing";
     first.Write("first");
     std::string told;
     try {
