@@ -34,8 +34,7 @@ public:
         return versions.empty() ? "" : std::max_element(versions.begin(), versions.end())->second;
     }
 
-    /// One that does not wait for the disk ("off") survives all but the end of the machine.
-    explicit PostgresServer(const std::string& fsync = "off") : m_fsync(fsync)
+    PostgresServer()
     {
         char folder[] = "/tmp/testmode-postgres-XXXXXX";  // a socket's path has at most 107 bytes
         if (mkdtemp(folder) == nullptr) {
@@ -68,8 +67,9 @@ public:
             return Program({Programs() + "pg_isready", "-q", "-h", m_folder, "-U", "station"}).Finish() == 0;
         };
         const auto start = [this] {
-            m_server = std::make_unique<Program>(AsUser(
-                {"postgres", "-D", Data(), "-k", m_folder, "-c", "listen_addresses=", "-c", "fsync=" + m_fsync}));
+            m_server = std::make_unique<Program>(
+                AsUser({"postgres", "-D", Data(), "-k", m_folder, "-c", "listen_addresses=", "-c",
+                        "fsync=off"}));  // it survives all but the machine
         };
         start();
         const bool isUp = WaitFor(
@@ -132,7 +132,6 @@ private:
         }
     }
 
-    const std::string m_fsync;
     std::string m_folder;
     std::unique_ptr<FILE, Close> m_guard;
     std::unique_ptr<Program> m_server;
