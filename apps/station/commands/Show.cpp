@@ -20,7 +20,7 @@ RunSummary FindRun(Database& database, const std::string& beginning)
     if (found.size() > 1) {
         std::string ids;
         for (const RunSummary& run : found) {
-            ids += "\n  " + run.id + "  " + run.unit;
+            ids += "\n  " + run.id + "  " + Shown(run.unit);
         }
         throw std::runtime_error("several runs begin with " + beginning + ":" + ids);
     }

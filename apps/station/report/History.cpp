@@ -17,7 +17,8 @@ std::string WithVersion(const std::string& plan, const std::string& version)
 std::string ValueLine(const Value& value)
 {
     const std::string limits = value.LimitsText();
-    return std::string(46, ' ') + value.name + ": " + value.Text() + (limits.empty() ? "" : " (" + limits + ")") +
+    return std::string(46, ' ') +
+           Shown(value.name + ": " + value.Text() + (limits.empty() ? "" : " (" + limits + ")")) +
            (value.IsWithin() ? "" : ", outside") + '\n';
 }
 
@@ -61,10 +62,11 @@ NamedTables HistoryTables(const std::vector<RunSummary>& runs)
 
 std::string RunText(const RunRecord& run, bool showsFrames)
 {
-    std::string text = "Run " + run.id + ", " + LocalTime(run.start) + "\n" +
-                       WithVersion(run.planName, run.planVersion) + ", on " + run.port + " of " + run.host +
-                       (run.unit.empty() ? "" : ", unit " + run.unit) +
-                       (run.people.empty() ? "" : ", operator " + run.people) + '\n';
+    std::string text =
+        "Run " + run.id + ", " + LocalTime(run.start) + "\n" +
+        Shown(WithVersion(run.planName, run.planVersion) + ", on " + run.port + " of " + run.host +
+              (run.unit.empty() ? "" : ", unit " + run.unit) + (run.people.empty() ? "" : ", operator " + run.people)) +
+        '\n';
     if (showsFrames && run.pruned) {
         text += "What went over the line was removed from the records on " + LocalTime(*run.pruned) + ".\n";
     }

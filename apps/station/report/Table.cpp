@@ -32,10 +32,7 @@ std::string ExactText(double number)
 std::string Plain(const Cell& cell)
 {
     if (const auto* const text = std::get_if<std::string>(&cell)) {
-        std::string line = *text;
-        std::replace_if(
-            line.begin(), line.end(), [](unsigned char letter) { return letter < ' ' || letter == 0x7F; }, ' ');
-        return line;
+        return Shown(*text);
     }
     if (const auto* const count = std::get_if<long long>(&cell)) {
         return std::to_string(*count);

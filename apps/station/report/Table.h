@@ -26,7 +26,7 @@ struct Table {
 /// A table and its name.
 using NamedTables = std::vector<std::pair<std::string, Table>>;
 
-/// Lines with the columns one below the other, numbers to the right. Control characters become blanks.
+/// Lines with the columns one below the other, numbers to the right. Control characters are spelled out.
 std::string ToText(const Table& table);
 
 /// RFC 4180, in UTF-8: a head, then a line for each row. Of several tables the columns follow one another, and the

@@ -196,7 +196,8 @@ TEST_F(HistoryTest, ListsRunsInTheOrderInWhichTheyTookPlace)
     Add("A", {GOOD_A}, 0min, "Plan", Verdict::InProgress);
     const std::string history = Ask({"history"});
     EXPECT_LT(history.find("2026-11-23 13:00:00  A"), history.find("2026-11-23 12:00:00  =B,\"1\"")) << history;
-    EXPECT_THAT(history, AllOf(HasSubstr("  INTERRUPTED  "), HasSubstr(first.substr(0, 8)), HasSubstr("  a, b\n")));
+    EXPECT_THAT(history, AllOf(HasSubstr("\"\\x0A"), HasSubstr("  INTERRUPTED  "), HasSubstr(first.substr(0, 8)),
+                               HasSubstr("  a, b\n")));
     EXPECT_THAT(Ask({"history", "--failed", "--csv"}),
                 AllOf(StartsWith("id,start,unit,"), HasSubstr(",2026-11-23T11:00:00.000Z,\"'=B,\"\"1\"\"\n\",FAIL,"),
                       HasSubstr(",\"a, b\"\r\n"), Not(HasSubstr("PASS"))));
@@ -243,6 +244,9 @@ TEST_F(HistoryTest, ARunIsShownAsItWasWritten)
     EXPECT_THAT(Ask({"show", id, "--csv"}), HasSubstr(",v,-3276.8,,,0,,\r\n"));
     Add("1", {GOOD_A});
     EXPECT_THAT(Ask({"show", "ffffffffffff"}, 2), HasSubstr("there is no run"));
+    m_database.Do([](soci::session& sql) { sql << "update run set id = '00000000' || substr(id, 9)"; });
+    EXPECT_THAT(Ask({"show", "00000000"}, 2),
+                AllOf(HasSubstr("several runs begin with 00000000:\n"), HasSubstr("  U\n")));
 }
 
 TEST_F(HistoryTest, PruningKeepsWhatAServerDoesNotHave)
