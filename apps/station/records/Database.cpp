@@ -129,10 +129,12 @@ void Database::Open(const soci::backend_factory& factory, const std::string& par
 
 void Database::Prepare()
 {
-    Write([this](soci::session& sql) {
-        BringUpToDate(sql, m_isSqlite);
-        sql << "select value from testmode where name = 'id'", soci::into(m_id);
-    });
+    bool isUpToDate = false;
+    Do([&](soci::session& sql) { isUpToDate = IsUpToDate(sql, m_isSqlite); });
+    if (!isUpToDate) {
+        Write([this](soci::session& sql) { BringUpToDate(sql, m_isSqlite); });
+    }
+    Do([this](soci::session& sql) { sql << "select value from testmode where name = 'id'", soci::into(m_id); });
 }
 
 void Database::Do(const std::function<void(soci::session&)>& work)

@@ -96,6 +96,13 @@ bool HasRecords(soci::session& sql, bool isSqlite)
     return count > 0;
 }
 
+int ReadSchema(soci::session& sql)
+{
+    std::string schema;
+    sql << "select value from testmode where name = 'schema'", soci::into(schema);
+    return std::atoi(schema.c_str());
+}
+
 void Found(soci::session& sql, bool isSqlite)
 {
     if (CountTables(sql, isSqlite) > 0) {
@@ -109,27 +116,35 @@ void Found(soci::session& sql, bool isSqlite)
 
 }  // namespace
 
+bool IsUpToDate(soci::session& sql, bool isSqlite)
+{
+    if (!HasRecords(sql, isSqlite)) {
+        return false;
+    }
+    const int present = ReadSchema(sql);
+    if (present > SCHEMA) {
+        throw RecordError("it was written by a later version of the station (schema " + std::to_string(present) +
+                          ", this one knows " + std::to_string(SCHEMA) + ")");
+    }
+    return present == SCHEMA;
+}
+
 void BringUpToDate(soci::session& sql, bool isSqlite)
 {
+    if (IsUpToDate(sql, isSqlite)) {  // by another station, meanwhile
+        return;
+    }
     if (!HasRecords(sql, isSqlite)) {
         Found(sql, isSqlite);
     }
-    std::string schema;
-    sql << "select value from testmode where name = 'schema'", soci::into(schema);
-    const int present = std::atoi(schema.c_str());
-    if (present > SCHEMA) {
-        throw RecordError("it was written by a later version of the station (schema " + schema + ", this one knows " +
-                          std::to_string(SCHEMA) + ")");
-    }
+    const int present = ReadSchema(sql);
     for (int step = present; step < SCHEMA; ++step) {
         for (const std::string& statement : STEPS.at(static_cast<std::size_t>(step))) {
             sql << In(isSqlite, statement);
         }
     }
-    if (present < SCHEMA) {
-        schema = std::to_string(SCHEMA);
-        sql << "update testmode set value = :schema where name = 'schema'", soci::use(schema, "schema");
-    }
+    const std::string schema = std::to_string(SCHEMA);
+    sql << "update testmode set value = :schema where name = 'schema'", soci::use(schema, "schema");
 }
 
 }  // namespace Station

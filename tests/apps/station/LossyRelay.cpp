@@ -94,7 +94,6 @@ void LossyRelay::Serve()
 void LossyRelay::Pass(int station)
 {
     const int server = ConnectTo(m_socket);
-    int commits = 0;
     bool isOpen = server >= 0;
     while (isOpen && !m_stop) {
         pollfd ends[] = {{station, POLLIN, 0}, {server, POLLIN, 0}};
@@ -106,18 +105,18 @@ void LossyRelay::Pass(int station)
             isOpen = !answer.empty() && Send(station, answer);
         }
         if (isOpen && ends[0].revents != 0) {
-            isOpen = PassRequest(station, server, commits);
+            isOpen = PassRequest(station, server);
         }
     }
     close(server);
 }
 
 /// False when the connection is to end.
-bool LossyRelay::PassRequest(int station, int server, int& commits)
+bool LossyRelay::PassRequest(int station, int server)
 {
     const std::string request = Receive(station);
     const bool isCommit = request.find(std::string("commit\0", 7)) != std::string::npos;
-    const Loss loss = isCommit && commits++ > 0 ? m_choose() : Loss::Nothing;
+    const Loss loss = isCommit ? m_choose() : Loss::Nothing;
     if (request.empty() || loss == Loss::Commit || !Send(server, request)) {
         return false;
     }

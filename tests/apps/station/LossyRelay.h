@@ -16,7 +16,7 @@ public:
         AnswerSilent,  ///< the server has carried it out, and nothing comes any more
     };
 
-    /// `choose` is asked at each commit but the first of a connection, which is the schema's; on a thread of its own.
+    /// `choose` is asked at each commit, on a thread of its own.
     LossyRelay(const std::string& socket, std::function<Loss()> choose);
     ~LossyRelay();
 
@@ -26,7 +26,7 @@ public:
 private:
     void Serve();
     void Pass(int station);
-    bool PassRequest(int station, int server, int& commits);
+    bool PassRequest(int station, int server);
     void AwaitHangUp(int station) const;
 
     const std::string m_socket;

@@ -121,9 +121,13 @@ class Bounds : public testing::TestWithParam<Bounded> {};
 
 TEST_P(Bounds, AreTaken)
 {
-    const auto& [before, least, most, after] = GetParam();
+    const Bounded& bounded = GetParam();
+    const double least = bounded.least;
+    const double most = bounded.most;
     const double step = least == LEAST_TIMEOUT ? LEAST_TIMEOUT / 2 : 1;
-    const auto problems = [&](double number) { return Problems(before + NumberText(number) + after); };
+    const auto problems = [&bounded](double number) {
+        return Problems(bounded.before + NumberText(number) + bounded.after);
+    };
     EXPECT_EQ(problems(least), "");
     EXPECT_EQ(problems(most), "");
     EXPECT_THAT(problems(least - step), HasSubstr(NumberText(least) + " to " + NumberText(most)));
