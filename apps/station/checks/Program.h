@@ -23,9 +23,9 @@ struct Program {
 Program ReadProgram(Parameters& parameters);
 
 /// Runs it with these variables added to its environment, until it ends, its time is up or the stop flag is set. It has
-/// no terminal, and a process group of its own, all of which ends with it. One that cannot be killed, because it belongs
-/// to another user, is left behind after 2 s, with a message. Passed when it ends with exit code 0 and its values are
-/// there and within their limits.
+/// no terminal, and a process group of its own, all of which ends with it. One that cannot be killed, because it
+/// belongs to another user, is left behind after 2 s, with a message. Passed when it ends with exit code 0 and its
+/// values are there and within their limits.
 Finding RunProgram(const Program& program, const std::map<std::string, std::string>& environment,
                    const std::atomic<bool>& stop);
 

@@ -11,11 +11,11 @@
 
 #include "FakeBoard.h"
 #include "LossyRelay.h"
-#include "bench/station/SampleRun.h"
 #include "apps/station/records/BackgroundForwarder.h"
 #include "apps/station/records/Forwarder.h"
 #include "apps/station/records/RunTables.h"
 #include "apps/station/report/Json.h"
+#include "bench/station/SampleRun.h"
 #include "tests/support/PostgresServer.h"
 
 using namespace Station;
