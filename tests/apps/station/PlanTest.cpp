@@ -188,6 +188,14 @@ TEST(Plans, TextsAreBoundedByWhatABoardTakes)
     }
 }
 
+TEST(Plans, UnknownCommandsAreTheBoards)
+{
+    const std::string check = CHECK + "kind = 'wrong_frame'\nframe = 'command'\ncode = ";
+    EXPECT_EQ(Problems(check + "0") + Problems(check + "254"), "");
+    EXPECT_THAT(Problems(check + "255"), HasSubstr("one of the library's"));
+    EXPECT_THAT(Problems(check + "256"), HasSubstr("from 0 to 255"));
+}
+
 TEST(Plans, WhatAPlanDoesNotSayHasItsDefault)
 {
     const Plan plan = PlanOf(GOOD);

@@ -301,6 +301,9 @@ expect = [0x3F, 0]
 timeout = 0.4
 name = "PASS \u001B\u00E4cht"
 ask = "\u001B[31mLit?"
+[[check]]
+kind = 'program'
+command = ['sh', '-c', 'test ! -t 0']  # the operator's keys are not for it
 )");
     EXPECT_THAT(Expect(0, {"plan", plan}), AllOf(HasSubstr("PASS \\x1B\u00E4cht"), HasSubstr("\\x1B[31mLit?")));
     Support::Terminal terminal({STATION_PROGRAM, "run", "--port", board.Port(), "--plan", plan}, 23);
