@@ -142,7 +142,7 @@ Bytes ReadData(Parameters& parameters)
 Field ReadField(Parameters& parameters)
 {
     Field field;
-    field.name = parameters.RequiredText("name", NotEmpty);
+    field.name = parameters.RequiredText("name", ShortText);
     field.at = parameters.RequiredInteger("at", 1, LAST_BYTE);
     field.type =
         parameters.Text("type", OneOf({"u8", "i8", "u16", "i16", "u32", "i32", "bits", "text"})).value_or("u8");
@@ -152,7 +152,7 @@ Field ReadField(Parameters& parameters)
         field.bits = parameters.Integer("bits", 1, 8 - field.bit).value_or(1);
     }
     field.scale = parameters.Number("scale").value_or(1);
-    field.unit = parameters.Text("unit", NotEmpty).value_or("");
+    field.unit = parameters.Text("unit", ShortText).value_or("");
     field.limits = parameters.ReadLimits();
     if (field.at + static_cast<int>(field.Size()) - 1 > LAST_BYTE) {
         parameters.Report("at", "the value reaches beyond data byte 25, the last of a reply");

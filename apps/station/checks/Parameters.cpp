@@ -84,7 +84,7 @@ Limits Parameters::ReadLimits()
     Limits limits;
     limits.least = Number("least");
     limits.most = Number("most");
-    limits.expected = Text("expect", NotEmpty);
+    limits.expected = Text("expect", ShortText);
     if (limits.least && limits.most && *limits.least > *limits.most) {
         Report("least", "'least' is above 'most'");
     }
@@ -117,6 +117,13 @@ Parameters::Rule OneOf(std::vector<std::string> words)
 std::string NotEmpty(const std::string& text)
 {
     return text.empty() ? "expected a text that is not empty" : "";
+}
+
+std::string ShortText(const std::string& text)
+{
+    constexpr std::size_t MOST = 256;
+    const bool isGood = !text.empty() && text.size() <= MOST;
+    return isGood ? "" : "expected a text of 1 to " + std::to_string(MOST) + " bytes";
 }
 
 std::string Ipv4Address(const std::string& text)

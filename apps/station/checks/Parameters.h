@@ -66,6 +66,8 @@ Parameters::Rule BoardText(std::size_t most);
 Parameters::Rule OneOf(std::vector<std::string> words);
 /// Any text that is not empty.
 std::string NotEmpty(const std::string& text);
+/// The same of at most 256 bytes: names, units and what a value has to be, which databases keep in an index.
+std::string ShortText(const std::string& text);
 /// An IPv4 address in dotted-decimal text.
 std::string Ipv4Address(const std::string& text);
 

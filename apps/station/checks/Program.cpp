@@ -224,7 +224,8 @@ Finding ReadValues(const Program& program, const std::string& printed)
 
 Value ReadExpectedValue(Parameters& parameters)
 {
-    Value value = {parameters.RequiredText("name", NotEmpty), 0.0, parameters.Text("unit", NotEmpty).value_or(""), {}};
+    Value value = {
+        parameters.RequiredText("name", ShortText), 0.0, parameters.Text("unit", ShortText).value_or(""), {}};
     value.limits = parameters.ReadLimits();
     return value;
 }

@@ -70,8 +70,8 @@ public:
         Plan plan;
         {
             TomlParameters top(m_context, m_table, "a plan");
-            plan.name = top.RequiredText("name", NotEmpty);
-            plan.version = top.Text("version", NotEmpty).value_or("");
+            plan.name = top.RequiredText("name", ShortText);
+            plan.version = top.Text("version", ShortText).value_or("");
             plan.boardType = static_cast<unsigned char>(top.Integer("board_type", 0, 255).value_or(1));
             plan.stopOnFail = top.Flag("stop_on_fail").value_or(false);
             plan.bootTimeout = Seconds(top.Parameters::Number("boot_timeout", 0, MOST_SECONDS).value_or(0));
@@ -165,7 +165,7 @@ private:
             return;
         }
         parameters.SetOwner("a check of kind " + entry.kind);
-        entry.name = parameters.Text("name", NotEmpty).value_or(entry.kind);
+        entry.name = parameters.Text("name", ShortText).value_or(entry.kind);
         entry.isOptional = parameters.Flag("optional").value_or(false);
         if (const auto timeout = parameters.Parameters::Number("timeout", LEAST_TIMEOUT, MOST_SECONDS)) {
             entry.timeout = Seconds(*timeout);

@@ -104,6 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{CHECK + "kind = 'outputs'\npattern = ['a']\n", "expected numbers from 0 to 255, found the text \"a\""},
         Wrong{CHECK + "kind = 'wrong_frame'\nframe = 'cut'\ncode = 1\n", "unknown key 'code'"},
         Wrong{GOOD + "hint = ''\n", "'hint': expected a text that is not empty"},
+        Wrong{GOOD + "name = '" + std::string(257, 'a') + "'\n", "'name': expected a text of 1 to 256 bytes"},
         Wrong{GOOD + "timeout = inf\n", "expected a number, found inf"},
         Wrong{GOOD + "timeout = true\n", "expected a number, found true or false"},
         Wrong{"settings = 5\n" + GOOD, "plan:2:12: 'settings': expected a table"},
