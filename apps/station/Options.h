@@ -66,6 +66,12 @@ struct Options {
     [[nodiscard]] bool IsTesting() const { return action == Action::Run || action == Action::Line; }
     /// The records are asked, or looked after.
     [[nodiscard]] bool IsAsking() const { return !IsTesting() && action != Action::Plan && action != Action::Send; }
+    /// A signal may end it at once: nothing is half done then, and a server may keep it waiting.
+    [[nodiscard]] bool MayEndAnywhere() const
+    {
+        return action == Action::History || action == Action::Show || action == Action::Yield ||
+               action == Action::Prune;
+    }
     /// Line settings and board type of the command line go before the plan's.
     void ReplaceLine(Plan& replaced) const;
 };

@@ -32,6 +32,13 @@ void FillStandardStreams()
     close(fd);
 }
 
+void IgnoreClosedPipes()
+{
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &ignore, nullptr);  // a reader of our output that ends must not cost the record
+}
+
 /// Lets an interrupted run end in good order, with its records written.
 void CatchSignals()
 {
@@ -45,14 +52,15 @@ void CatchSignals()
             sigaction(number, &stop, nullptr);
         }
     }
-    stop.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &stop, nullptr);  // a reader of our output that ends must not cost the record
 }
 
 int Start(int argc, char** argv)
 {
     const Options options = ParseOptions(argc, argv);
-    CatchSignals();
+    IgnoreClosedPipes();
+    if (!options.MayEndAnywhere()) {
+        CatchSignals();
+    }
     switch (options.action) {
     case Options::Action::Plan:
         return ShowPlan(options);

@@ -388,7 +388,15 @@ TEST_F(Forwarding, AServerThatTakesConnectionsAndSaysNothingIsGivenUp)
     Forwarder forwarder(station.location, m_stop);
     EXPECT_THROW(forwarder.Send(), RecordError);
     EXPECT_EQ(forwarder.CountWaiting(), 1);
-    close(listener);
+
+    const int forwarding = accept(listener, nullptr, nullptr);
+    Support::Program question({STATION_PROGRAM, "history", "--records", station.location.server});
+    const int asking = accept(listener, nullptr, nullptr);
+    question.Signal(SIGINT);
+    EXPECT_EQ(question.Finish(), -1) << "Ctrl-C ends a question at once";
+    for (const int fd : {forwarding, asking, listener}) {
+        close(fd);
+    }
 }
 
 class ForwardProgram : public Forwarding {
