@@ -2,6 +2,7 @@
 #include "apps/station/commands/Unit.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <chrono>
 #include <filesystem>
@@ -37,6 +38,18 @@ RunOptions MakeRunOptions(const Options& options, const std::string& port, const
     return run;
 }
 
+/// Milliseconds that no other run of this program has: two that begin at once have files of their own.
+std::chrono::milliseconds TakeTime()
+{
+    static std::atomic<std::chrono::milliseconds::rep> last{0};
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto wanted = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+    auto before = last.load();
+    while (!last.compare_exchange_weak(before, std::max(wanted, before + 1))) {
+    }
+    return std::chrono::milliseconds(std::max(wanted, before + 1));
+}
+
 /// Of the files of one run, without their ending: named by unit and time, "A-17_2026-11-23T10.30.05.123Z". What no file
 /// name should have becomes %2F and the like; a unit without a number has its port's name.
 std::string RecordPath(const std::string& folder, const std::string& port, const std::string& unit)
@@ -51,7 +64,7 @@ std::string RecordPath(const std::string& folder, const std::string& port, const
     constexpr std::size_t MOST = 128;  // bytes; a file's name has 255
     name.resize(std::min(name.size(), MOST));
     std::filesystem::create_directories(folder);
-    std::string time = UtcTimestamp(std::chrono::system_clock::now());
+    std::string time = UtcTimestamp(std::chrono::system_clock::time_point(TakeTime()));
     std::replace(time.begin(), time.end(), ':', '.');
     return folder + '/' + name + '_' + time;
 }

@@ -133,6 +133,15 @@ TEST_F(StationProgram, AFolderGetsTheFilesOfEachRun)
     std::sort(names.begin(), names.end());
     ASSERT_EQ(names.size(), 6U);
     EXPECT_THAT(names[2], testing::MatchesRegex("%2E\\.%2FA%201_20.*Z\\.json"));
+
+    const FakeBoard other(FakeBoard::Healthy);  // at a port of the same name, tested at the same moment
+    Words command = {"run", "--plan", plan, "--repeat", "20", "--record-dir", File("runs/same")};
+    for (const auto& [name, port] : {std::pair("1", board.Port()), {"2", other.Port()}}) {
+        std::filesystem::create_directory(File(name));
+        std::filesystem::create_symlink(port, File(name) + std::string("/tty"));
+        command.insert(command.end(), {"--port", File(name) + std::string("/tty")});
+    }
+    Expect(0, command);
 }
 
 TEST_F(StationProgram, TwoRunsAtOnceLoseNoRecord)
