@@ -104,7 +104,7 @@ private:
         }
         const std::size_t place = *m_next;
         if (const auto passed = m_records ? m_records->LastPass(unit) : std::nullopt) {
-            m_console.At(place).Print(unit + " has passed before, on " + UtcTime(*passed) + " UTC");
+            m_console.At(place).Print(Shown(unit) + " has passed before, on " + UtcTime(*passed) + " UTC");
         }
         m_fixture.Start(place, [this, place, unit] {
             return TestUnit({m_options, m_plan, m_records.get(), m_stop}, m_options.ports[place], unit,

@@ -242,7 +242,11 @@ TEST_F(HistoryTest, ARunIsShownAsItWasWritten)
                 AllOf(HasSubstr("> 5A 01 "), HasSubstr("< 00 FE (noise)\n"), HasSubstr("\nFAIL: 1 passed, 1 failed"),
                       HasSubstr("v: -3276.8 (at least 0), outside\n")));
     EXPECT_THAT(Ask({"show", id, "--csv"}), HasSubstr(",v,-3276.8,,,0,,\r\n"));
-    Add("1", {GOOD_A});
+    const std::string hostile =
+        Add("A\xC2\x9B", {Checked("a", Result::Pass, {{"v\033[7m", "x\033[2J", "", {}}})}, {}, "P\033[5m");
+    EXPECT_THAT(Ask({"show", hostile}), AllOf(HasSubstr("P\\x1B[5m"), HasSubstr("unit A\\x9B"),
+                                              HasSubstr("v\\x1B[7m: x\\x1B[2J\n"), Not(HasSubstr("\033"))));
+    EXPECT_THAT(Ask({"history"}), AllOf(HasSubstr("  A\\x9B  "), Not(HasSubstr("\033"))));
     EXPECT_THAT(Ask({"show", "ffffffffffff"}, 2), HasSubstr("there is no run"));
     m_database.Do([](soci::session& sql) { sql << "update run set id = '00000000' || substr(id, 9)"; });
     EXPECT_THAT(Ask({"show", "00000000"}, 2),
