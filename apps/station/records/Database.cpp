@@ -76,6 +76,7 @@ Database Database::Sqlite(const std::string& file)
     }
     database.Open(soci::sqlite3, "dbname=\"" + file + "\" timeout=" + BUSY_SECONDS);
     database.Do([](soci::session& sql) {
+        IsUpToDate(sql, true);                      // throws: another program's file stays as it is
         sql << "pragma auto_vacuum = incremental";  // of a new one: prune gives space back
         sql << "pragma journal_mode = wal";
         sql << "pragma synchronous = extra";  // each commit waits for the disk
@@ -111,7 +112,11 @@ Database Database::Existing(const Location& where)
         return Postgres(where.server);
     }
     std::error_code error;
-    if (!std::filesystem::exists(where.file, error)) {
+    const bool isThere = std::filesystem::exists(where.file, error);
+    if (error) {
+        throw RecordError("the records in " + where.file + " cannot be opened: " + error.message());
+    }
+    if (!isThere) {
         throw RecordError(where.file.empty() ? "--records none: there are none to ask"
                                              : "there are no records in " + where.file);
     }

@@ -151,7 +151,7 @@ RunRecord ReadRun(Database& database, const RunSummary& summary)
 
 bool IsInProgress(const Database& database, Integer number)
 {
-    return !database.IsSqlite() || RunLocks::IsTaken(database.Name() + LOCKS_ENDING, number);
+    return !database.IsSqlite() || RunLocks::IsTaken(LocksOf(database.Name()), number);
 }
 
 }  // namespace Station

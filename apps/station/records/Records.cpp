@@ -58,7 +58,7 @@ private:
     std::size_t m_checks = 0;
 };
 
-Records::Records(const std::string& file) : m_database(Database::Sqlite(file)), m_locks(file + LOCKS_ENDING) {}
+Records::Records(const std::string& file) : m_database(Database::Sqlite(file)), m_locks(LocksOf(file)) {}
 
 std::unique_ptr<RecordSink> Records::NewSink()
 {

@@ -2,6 +2,7 @@
 #include "apps/station/records/RunLocks.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 
 #include <fcntl.h>
@@ -24,6 +25,16 @@ struct flock LockOf(short type, Integer run)
 }
 
 }  // namespace
+
+std::string LocksOf(const std::string& database)
+{
+    std::error_code error;
+    const std::filesystem::path file = std::filesystem::weakly_canonical(database, error);
+    if (error) {
+        throw RecordError("cannot follow " + database + ": " + error.message());
+    }
+    return file.string() + "-running";
+}
 
 RunLocks::RunLocks(const std::string& file)
     : m_fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH))

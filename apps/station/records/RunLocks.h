@@ -7,8 +7,9 @@
 
 namespace Station {
 
-/// The name of the file, behind the database's.
-constexpr const char* LOCKS_ENDING = "-running";
+/// The file of the locks: beside the database itself, also where that is reached through a link.
+/// @throws RecordError when the links lead nowhere
+std::string LocksOf(const std::string& database);
 
 /// Locks of one process, each on the byte of a run's number in a file beside the database. The kernel takes them away
 /// with the process, whatever ends it.

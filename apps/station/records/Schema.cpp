@@ -103,11 +103,8 @@ int ReadSchema(soci::session& sql)
     return std::atoi(schema.c_str());
 }
 
-void Found(soci::session& sql, bool isSqlite)
+void Found(soci::session& sql)
 {
-    if (CountTables(sql, isSqlite) > 0) {
-        throw RecordError("it holds tables, but no records of a station");
-    }
     const std::string id = NewUuid();
     sql << "create table testmode (name text not null primary key, value text not null)";
     sql << "insert into testmode (name, value) values ('schema', '0')";
@@ -118,7 +115,11 @@ void Found(soci::session& sql, bool isSqlite)
 
 bool IsUpToDate(soci::session& sql, bool isSqlite)
 {
+    const bool isEmpty = CountTables(sql, isSqlite) == 0;  // asked first: another station may be making the tables
     if (!HasRecords(sql, isSqlite)) {
+        if (!isEmpty) {
+            throw RecordError("it holds tables, but no records of a station");
+        }
         return false;
     }
     const int present = ReadSchema(sql);
@@ -135,7 +136,7 @@ void BringUpToDate(soci::session& sql, bool isSqlite)
         return;
     }
     if (!HasRecords(sql, isSqlite)) {
-        Found(sql, isSqlite);
+        Found(sql);
     }
     const int present = ReadSchema(sql);
     for (int step = present; step < SCHEMA; ++step) {

@@ -311,6 +311,9 @@ TEST_F(HistoryTest, WithoutRecordsNoneAreMade)
         EXPECT_THAT(Ask(words, 2), HasSubstr("there are no records in " + m_file));
     }
     EXPECT_FALSE(std::filesystem::exists(File("none")));
+    std::filesystem::create_symlink("loop", File("loop"));
+    m_file = File("loop");
+    EXPECT_THAT(Ask({"history"}, 2), HasSubstr(m_file + " cannot be opened: ")) << "nobody knows whether there are any";
     EXPECT_FALSE(std::filesystem::exists(File("a")));
 }
 

@@ -375,7 +375,9 @@ TEST_F(RecordsTest, DatabasesOfOtherVersionsAreBroughtUpToDateOrRefused)
     std::filesystem::remove_all(File("state"));
     std::filesystem::create_directory(File("state"));
     soci::session(soci::sqlite3, "dbname=" + Database()) << "create table other (a integer)";
+    const std::string other = Content(Database());
     EXPECT_THAT(refused(), HasSubstr("it holds tables, but no records of a station"));
+    EXPECT_EQ(Content(Database()), other) << "another program's file was changed";
     std::ofstream(Database(), std::ios::trunc) << "This is no database, and was never meant to be one.";
     EXPECT_THAT(refused(), HasSubstr("file is not a database"));
 }
@@ -392,11 +394,12 @@ TEST_F(RecordsTest, StationsShareADatabase)
     while (!isWaiting) {
         std::this_thread::yield();
     }
+    std::filesystem::create_symlink(Database(), File("link.db"));
     std::vector<std::thread> stations;
     for (int i = 1; i <= 8; ++i) {
         stations.emplace_back([this, i] {
             const FakeBoard board(FakeBoard::Healthy);
-            Support::Program station(Command(board, "A-" + std::to_string(i), Database()));
+            Support::Program station(Command(board, "A-" + std::to_string(i), i < 8 ? Database() : File("link.db")));
             EXPECT_EQ(station.Finish(), 0) << station.Output();
         });
     }
