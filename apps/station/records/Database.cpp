@@ -156,10 +156,22 @@ void Database::Do(const std::function<void(soci::session&)>& work)
     }
 }
 
+void Database::Read(const std::function<void(soci::session&)>& work)
+{
+    const char* const begin = m_isSqlite ? "begin" : "begin isolation level repeatable read read only";
+    Transact([begin](soci::session& sql) { sql << begin; }, work);
+}
+
 void Database::Write(const std::function<void(soci::session&)>& work)
 {
+    Transact([this](soci::session& sql) { BeginWrite(sql); }, work);
+}
+
+void Database::Transact(const std::function<void(soci::session&)>& begin,
+                        const std::function<void(soci::session&)>& work)
+{
     Do([&](soci::session& sql) {
-        Begin(sql);
+        begin(sql);
         try {
             work(sql);
             sql << "commit";
@@ -173,7 +185,7 @@ void Database::Write(const std::function<void(soci::session&)>& work)
     });
 }
 
-void Database::Begin(soci::session& sql) const
+void Database::BeginWrite(soci::session& sql) const
 {
     if (m_isSqlite) {
         sql << "begin immediate";

@@ -63,6 +63,8 @@ public:
 
     /// Lets the function work with the connection.
     void Do(const std::function<void(soci::session&)>& work);
+    /// The same for what only reads: all of it as of one moment, whoever writes in between.
+    void Read(const std::function<void(soci::session&)>& work);
     /// The same in one transaction, which nobody else writes in between; it is undone when the function throws.
     void Write(const std::function<void(soci::session&)>& work);
 
@@ -70,7 +72,8 @@ private:
     Database(const std::string& name, bool isSqlite);
     void Open(const soci::backend_factory& factory, const std::string& parameters);
     void Prepare();
-    void Begin(soci::session& sql) const;
+    void Transact(const std::function<void(soci::session&)>& begin, const std::function<void(soci::session&)>& work);
+    void BeginWrite(soci::session& sql) const;
 
     std::unique_ptr<soci::session> m_session;
     std::unique_ptr<ConnectionWatch> m_watch;  ///< gone before the connection is closed

@@ -113,7 +113,7 @@ bool Forwarder::IsOnServer(const std::string& id)
 bool Forwarder::Copy(const Next& next)
 {
     RunRecord run;
-    m_own.Do([&](soci::session& sql) { run = LoadRun(sql, next.number); });
+    m_own.Read([&](soci::session& sql) { run = LoadRun(sql, next.number); });
     bool isNew = false;
     m_server->Write([&](soci::session& sql) {
         isNew = !Has(sql, run.id);

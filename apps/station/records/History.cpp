@@ -91,6 +91,11 @@ Integer CountRuns(soci::session& sql, const Condition& condition)
     return count;
 }
 
+bool IsInProgress(const Database& database, Integer number)
+{
+    return !database.IsSqlite() || RunLocks::IsTaken(LocksOf(database.Name()), number);
+}
+
 /// Tells the runs that are in progress from those that ended meanwhile, and from the interrupted ones.
 void Settle(Database& database, RunSummary& run)
 {
@@ -111,7 +116,7 @@ void Settle(Database& database, RunSummary& run)
 History ReadHistory(Database& database, const HistoryFilter& filter)
 {
     History history;
-    database.Do([&](soci::session& sql) {
+    database.Read([&](soci::session& sql) {
         Condition condition = ConditionOf(filter);
         const Integer count = CountRuns(sql, condition);
         condition.text += " order by r.ordinal desc limit " + std::to_string(filter.most);
@@ -141,7 +146,7 @@ std::vector<RunSummary> FindRuns(Database& database, const std::string& beginnin
 RunRecord ReadRun(Database& database, const RunSummary& summary)
 {
     RunRecord run;
-    database.Do([&](soci::session& sql) { run = LoadRun(sql, summary.number); });
+    database.Read([&](soci::session& sql) { run = LoadRun(sql, summary.number); });
     if (run.verdict == Verdict::InProgress && summary.verdict == Verdict::Interrupted) {
         run.verdict = Verdict::Interrupted;
         run.problem = INTERRUPTION;
@@ -149,9 +154,15 @@ RunRecord ReadRun(Database& database, const RunSummary& summary)
     return run;
 }
 
-bool IsInProgress(const Database& database, Integer number)
+bool IsInterrupted(Database& database, Integer number)
 {
-    return !database.IsSqlite() || RunLocks::IsTaken(LocksOf(database.Name()), number);
+    bool isOpen = !IsInProgress(database, number);
+    if (isOpen) {  // unless it ended since it was read
+        database.Do([&](soci::session& sql) {
+            isOpen = CountRuns(sql, {"where r.number = " + std::to_string(number) + " and r.verdict is null", {}}) > 0;
+        });
+    }
+    return isOpen;
 }
 
 }  // namespace Station

@@ -53,9 +53,9 @@ std::vector<RunSummary> FindRuns(Database& database, const std::string& beginnin
 /// @throws RecordError
 RunRecord ReadRun(Database& database, const RunSummary& summary);
 
-/// Of a run without a verdict: false when it was interrupted and no station has noted that yet. Of a server's run that
-/// cannot be told.
+/// Of a run that was read without a verdict: true when it was interrupted and no station has noted that yet. Of a
+/// server's run that cannot be told.
 /// @throws RecordError
-bool IsInProgress(const Database& database, Integer number);
+bool IsInterrupted(Database& database, Integer number);
 
 }  // namespace Station

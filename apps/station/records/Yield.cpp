@@ -117,17 +117,10 @@ private:
     std::map<Name, Tally> m_groups;
 };
 
-/// Of a run without a verdict PASS or FAIL.
-Verdict OtherVerdict(const Database& database, Integer number, const std::string& word)
+/// Returns the runs within the period that have no verdict.
+std::vector<Integer> SortRuns(soci::session& sql, Sorter& sorter, std::map<Verdict, Integer>& notJudged)
 {
-    if (!word.empty()) {
-        return VerdictOf(word);
-    }
-    return IsInProgress(database, number) ? Verdict::InProgress : Verdict::Interrupted;
-}
-
-void SortRuns(const Database& database, soci::session& sql, Sorter& sorter, std::map<Verdict, Integer>& notJudged)
-{
+    std::vector<Integer> open;
     constexpr std::size_t BATCH = 5000;
     std::vector<Integer> numbers(BATCH);
     std::vector<std::string> units(BATCH);
@@ -147,8 +140,10 @@ void SortRuns(const Database& database, soci::session& sql, Sorter& sorter, std:
                 const std::string own = '\n' + std::to_string(numbers[i]);  // a unit without a number has no other run
                 sorter.Take({{numbers[i], plans[i], isPass}, units[i].empty() ? own : units[i], hosts[i], starts[i]},
                             isWithin);
+            } else if (isWithin && verdicts[i].empty()) {
+                open.push_back(numbers[i]);
             } else if (isWithin) {
-                ++notJudged[OtherVerdict(database, numbers[i], verdicts[i])];
+                ++notJudged[VerdictOf(verdicts[i])];
             }
         }
         numbers.resize(BATCH);
@@ -158,6 +153,7 @@ void SortRuns(const Database& database, soci::session& sql, Sorter& sorter, std:
         starts.resize(BATCH);
         verdicts.resize(BATCH);
     }
+    return open;
 }
 
 YieldGroup GroupOf(const Name& name, const Tally& tally)
@@ -200,15 +196,19 @@ std::vector<FailedCheck> ReadFailures(soci::session& sql, Integer since)
 Yield ReadYield(Database& database, const YieldFilter& filter)
 {
     Yield yield;
-    database.Do([&](soci::session& sql) {
+    std::vector<Integer> open;
+    database.Read([&](soci::session& sql) {
         const Integer since = filter.since ? ToColumn(*filter.since) : 0;
         Sorter sorter(ReadPlans(sql), filter.by, since);
-        SortRuns(database, sql, sorter, yield.notJudged);
+        open = SortRuns(sql, sorter, yield.notJudged);
         yield.all = GroupOf({}, sorter.All());
         yield.groups = GroupsOf(sql, sorter, filter.by);
         yield.failures = ReadFailures(sql, since);
         yield.values = ReadStatistics(sql, sorter.Within());
     });
+    for (const Integer number : open) {
+        ++yield.notJudged[IsInterrupted(database, number) ? Verdict::Interrupted : Verdict::InProgress];
+    }
     return yield;
 }
 

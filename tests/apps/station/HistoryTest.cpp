@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include <gmock/gmock.h>
 
@@ -153,6 +154,23 @@ TEST_F(HistoryTest, YieldCountsUnitsByTheirFirstAndLastRuns)
                 ElementsAre("/2026-11-23: 2 runs, 0 of 0, 1 of 1", "/2026-11-24: 1 runs, 0 of 0, 0 of 1"));
     EXPECT_THAT(Ask({"yield", "--by", "station"}), AllOf(StartsWith("First-pass yield  50.00 % (3 of 6)\n"),
                                                          HasSubstr("\nstation    11  50.00 % (3 of 6)")));
+}
+
+TEST_F(HistoryTest, FiguresAreOfOneMoment)
+{
+    constexpr int RUNS = 200;
+    std::thread station([this] {
+        for (int i = 0; i < RUNS; ++i) {
+            Add("1", {BAD_A});
+        }
+    });
+    Database database = Database::Sqlite(m_file);
+    Yield yield;
+    while (yield.all.runs < RUNS) {
+        yield = ReadYield(database, {});
+        EXPECT_EQ(yield.failures.empty() ? 0 : yield.failures[0].runs, yield.all.runs);
+    }
+    station.join();
 }
 
 TEST_F(HistoryTest, ValuesAreHeldAgainstTheirLimits)
