@@ -73,7 +73,7 @@ void Forwarder::Connect()
     m_closed = noted.value_or(0);
     if (m_startsOver || (noted && HasLostRuns(*noted))) {
         m_own.Write([&](soci::session& sql) {
-            sql << "delete from forwarded where server = :server", use(m_serverId, "server");
+            sql << "update forwarded set closed = 0 where server = :server", use(m_serverId, "server");
         });
         m_closed = 0;
     }

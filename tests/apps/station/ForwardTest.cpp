@@ -14,6 +14,7 @@
 #include "apps/station/records/BackgroundForwarder.h"
 #include "apps/station/records/Forwarder.h"
 #include "apps/station/records/RunTables.h"
+#include "apps/station/records/Upkeep.h"
 #include "apps/station/report/Json.h"
 #include "bench/station/SampleRun.h"
 #include "tests/support/PostgresServer.h"
@@ -236,6 +237,12 @@ TEST_F(Forwarding, AServerThatHasLostRunsGetsThemAgain)
     forwarder.Send();
     EXPECT_EQ(std::pair(forwarder.Sent(), forwarder.Found()), std::pair(1L, 3L));
     EXPECT_THAT(OnServer(), testing::UnorderedElementsAreArray(station.Runs()));
+
+    LoseRuns(">= 1");
+    Execute(m_url, "alter table plan rename to lost");
+    EXPECT_THROW(Send(station), RecordError);
+    Database own = Database::Sqlite(station.location.file);
+    EXPECT_EQ(PruneTraffic(own, std::chrono::system_clock::now()).notForwarded, 4) << "the server lost its copy";
 }
 
 TEST_F(Forwarding, ADayOldCopyOfTheRecordsNeitherDoublesNorLoses)
