@@ -27,6 +27,7 @@ std::string Clean(std::string text)
 std::string ListText(const std::vector<std::string>& words)
 {
     std::vector<std::string> clean;
+    clean.reserve(words.size());
     for (const std::string& word : words) {
         clean.push_back(Clean(word));
     }

@@ -1,9 +1,10 @@
 // The tables of the records.
 #include "apps/station/records/Schema.h"
 
-#include <algorithm>
+#include <array>
+#include <sstream>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "apps/station/run/Record.h"
 #include "apps/station/run/Runner.h"
@@ -12,55 +13,62 @@ namespace Station {
 
 namespace {
 
-using Statements = std::vector<std::string>;
-
-// In words of both databases but for {serial}, a number that is given by the database and never given again, and
-// {by_key}, which stores the rows of a table in the order of its key.
+// SQL of both databases but for {serial}, a number that is given by the database and never given again, and {by_key},
+// which stores the rows of a table in the order of its key.
 
 /// Runs, checks, values and traffic.
-const Statements RECORDS = {
-    "create table plan (number {serial}, name text not null, version text not null, sha256 text not null, "
-    "unique (sha256, name, version))",
-    "create table run (number {serial}, id text not null unique, ordinal bigint not null, unit text not null, "
-    "plan bigint not null references plan (number), plan_file text not null, station text not null, host text not "
-    "null, "
-    "people text not null, options text not null, port text not null, speed integer not null, "
-    "data_bits integer not null, stop_bits integer not null, parity text not null, flow_control text not null, "
-    "board_type integer not null, planned integer not null, left_out text not null, started bigint not null, "
-    "ended bigint, judged text, verdict text, problem text not null default '', passed integer, failed integer, "
-    "reason text, pruned bigint)",
-    "create index run_unit on run (unit, ordinal)",
-    "create index run_ordinal on run (ordinal)",
-    "create index run_started on run (started)",
-    "create index run_port on run (port, number)",
-    "create index run_open on run (number) where verdict is null",
-    "create index run_not_judged on run (number) where verdict is null or verdict not in ('PASS', 'FAIL')",
-    "create table check_result (run bigint not null references run (number), position integer not null, "
-    "name text not null, kind text not null, code integer, optional integer not null, result text not null, "
-    "message text not null, hint text not null, status integer, duration double precision not null, "
-    "attempts integer not null, primary key (run, position)) {by_key}",
-    "create index check_not_passed on check_result (name, result, run) where result <> 'PASS'",
-    "create table quantity (number {serial}, definition text not null unique, plan text not null, "
-    "check_name text not null, name text not null, unit text not null, least double precision, most double precision, "
-    "expected text)",
-    "create table measured (run bigint not null, position integer not null, place integer not null, "
-    "quantity bigint not null references quantity (number), number double precision, text text, "
-    "primary key (run, position, place), "
-    "foreign key (run, position) references check_result (run, position)) {by_key}",
-    "create index measured_quantity on measured (quantity, run, number)",
-    "create table traffic (run bigint not null, position integer not null, frames text not null, "
-    "primary key (run, position), foreign key (run, position) references check_result (run, position)) {by_key}",
-};
+constexpr const char* RECORDS = R"(
+create table plan (
+    number {serial}, name text not null, version text not null, sha256 text not null, unique (sha256, name, version)
+);
+create table run (
+    number {serial}, id text not null unique, ordinal bigint not null, unit text not null,
+    plan bigint not null references plan (number), plan_file text not null, station text not null,
+    host text not null, people text not null, options text not null, port text not null, speed integer not null,
+    data_bits integer not null, stop_bits integer not null, parity text not null, flow_control text not null,
+    board_type integer not null, planned integer not null, left_out text not null, started bigint not null,
+    ended bigint, judged text, verdict text, problem text not null default '', passed integer, failed integer,
+    reason text, pruned bigint
+);
+create index run_unit on run (unit, ordinal);
+create index run_ordinal on run (ordinal);
+create index run_started on run (started);
+create index run_port on run (port, number);
+create index run_open on run (number) where verdict is null;
+create index run_not_judged on run (number) where verdict is null or verdict not in ('PASS', 'FAIL');
+create table check_result (
+    run bigint not null references run (number), position integer not null, name text not null, kind text not null,
+    code integer, optional integer not null, result text not null, message text not null, hint text not null,
+    status integer, duration double precision not null, attempts integer not null, primary key (run, position)
+) {by_key};
+create index check_not_passed on check_result (name, result, run) where result <> 'PASS';
+create table quantity (
+    number {serial}, definition text not null unique, plan text not null, check_name text not null,
+    name text not null, unit text not null, least double precision, most double precision, expected text
+);
+create table measured (
+    run bigint not null, position integer not null, place integer not null,
+    quantity bigint not null references quantity (number), number double precision, text text,
+    primary key (run, position, place), foreign key (run, position) references check_result (run, position)
+) {by_key};
+create index measured_quantity on measured (quantity, run, number);
+create table traffic (
+    run bigint not null, position integer not null, frames text not null, primary key (run, position),
+    foreign key (run, position) references check_result (run, position)
+) {by_key};
+)";
 
 /// The order in which runs ended, and how far each server has them.
-const Statements FORWARDING = {
-    "alter table run add column closed bigint",
-    "update run set closed = number where verdict is not null",
-    "create unique index run_closed on run (closed)",
-    "create table forwarded (server text not null primary key, closed bigint not null)",
-};
+constexpr const char* FORWARDING = R"(
+alter table run add column closed bigint;
+update run set closed = number where verdict is not null;
+create unique index run_closed on run (closed);
+create table forwarded (
+    server text not null primary key, closed bigint not null
+);
+)";
 
-const std::vector<Statements> STEPS = {RECORDS, FORWARDING};
+constexpr std::array<const char*, SCHEMA> STEPS = {RECORDS, FORWARDING};
 
 std::string In(bool isSqlite, std::string statement)
 {
@@ -100,7 +108,7 @@ int ReadSchema(soci::session& sql)
 {
     std::string schema;
     sql << "select value from testmode where name = 'schema'", soci::into(schema);
-    return std::atoi(schema.c_str());
+    return std::stoi(schema);
 }
 
 void Found(soci::session& sql)
@@ -140,7 +148,9 @@ void BringUpToDate(soci::session& sql, bool isSqlite)
     }
     const int present = ReadSchema(sql);
     for (int step = present; step < SCHEMA; ++step) {
-        for (const std::string& statement : STEPS.at(static_cast<std::size_t>(step))) {
+        std::istringstream statements(STEPS.at(static_cast<std::size_t>(step)));
+        std::string statement;
+        while (std::getline(statements, statement, ';') && statement != "\n") {
             sql << In(isSqlite, statement);
         }
     }
