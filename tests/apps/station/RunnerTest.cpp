@@ -155,9 +155,9 @@ TEST(Runs, WaitUntilTheErrorFramesStopBeforeTheySendAgain)
     const auto deaf = [&end, isFirst = true](FakeBoard& board, const Bytes& received) mutable {
         if (received[2] == INPUTS && isFirst) {
             isFirst = false;
-            for (int i = 0; i < 8; ++i) {
+            for (int i = 0; i < 32; ++i) {
                 board.Send(MakeErrorFrame(1));
-                std::this_thread::sleep_for(std::chrono::milliseconds(40));
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }
             end = std::chrono::steady_clock::now();
             return;
