@@ -26,8 +26,8 @@ TEST_P(Faults, FailTheChecksThatThePlanNames)
     ASSERT_TRUE(board.Await("waiting for commands"));
 
     const std::string record = board.File("unit.json");
-    Support::Program station(
-        {STATION_PROGRAM, "run", "--port", board.Line(), "--plan", PLAN, "--timeout", "10", "--json", record});
+    Support::Program station({STATION_PROGRAM, "run", "--port", board.Line(), "--plan", PLAN, "--timeout", "10",
+                              "--json", record, "--records", "sqlite:" + board.File("records.db")});
     EXPECT_EQ(station.Finish(), expected.empty() ? 0 : 1) << station.Output();
     Names failed;
     const auto run = nlohmann::json::parse(Support::Content(record));
