@@ -1,6 +1,7 @@
 // A program run by a test.
 #pragma once
 
+#include <atomic>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -19,7 +20,7 @@ namespace Support {
 /// A new path with each call.
 inline std::string TemporaryPath(const std::string& name)
 {
-    static int count = 0;
+    static std::atomic<int> count = 0;  // programs are started from several threads
     return testing::TempDir() + "testmode-" + std::to_string(getpid()) + "-" + std::to_string(++count) + "-" + name;
 }
 
