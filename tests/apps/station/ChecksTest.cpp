@@ -283,6 +283,10 @@ TEST(Checks, TouchesAreMeasuredFromTheTargets)
     EXPECT_THAT(Told(run("screen = '900x480'")),
                 HasSubstr("top right 750,50, expected 850,50: off by 100 px; bottom right"));
     EXPECT_THAT(Values(run("screen = '800x480'")), StartsWith("top left=50,53 px top left off by=3 px "));
+    const auto exact = FakeBoard::Replying(
+        UART::CMD_TOUCH_TEST, {0, 0, 50, 0, 50, 2, 0xEE, 0, 50, 2, 0xEE, 1, 0xAE, 0, 50, 1, 0xAE, 1, 0x90, 0, 240});
+    EXPECT_EQ(Told(RunPlan(exact, "[[check]]\nkind = 'touch'\nscreen = '800x480'\n").checks.at(0)),
+              "PASS: 5 points within 0 px");
 }
 
 TEST(Checks, WrongFramesPassWithExactlyOneErrorFrame)

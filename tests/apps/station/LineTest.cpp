@@ -248,6 +248,7 @@ TEST(Fixture, WhatAUnitThrowsIsItsOwnResult)
     EXPECT_EQ(Station::WorseExitCode(0, 3), 3);
     EXPECT_EQ(Station::WorseExitCode(3, 1), 1);
     EXPECT_EQ(Station::WorseExitCode(2, 1), 2);
+    EXPECT_EQ(Station::WorseExitCode(1, 2), 2);
 }
 
 }  // namespace

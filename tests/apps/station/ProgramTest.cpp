@@ -276,7 +276,8 @@ TEST_F(StationProgram, PrintsNothingToTheBoardWhenItsOutputIsClosed)
 TEST_F(StationProgram, AnOperatorAnswersWithAltAndAScannerDoesNot)
 {
     const FakeBoard board(FakeBoard::Healthy);
-    const std::string plan = Plan("[[check]]\nkind = 'picture'\npicture = 'white'\nask = 'Is it white?'\n");
+    const std::string question = "[[check]]\nkind = 'picture'\npicture = 'white'\nask = 'Is it white?'\n";
+    const std::string plan = Plan(question);
     for (const auto& [keys, exitCode] : {std::pair{"\x1By", 0}, {"\x1BN", 1}}) {
         Support::Terminal terminal({STATION_PROGRAM, "run", "--port", board.Port(), "--plan", plan});
         ASSERT_TRUE(terminal.Await("Is it white?  [Alt+Y yes, Alt+N no]")) << terminal.Shown();
@@ -293,6 +294,20 @@ TEST_F(StationProgram, AnOperatorAnswersWithAltAndAScannerDoesNot)
     EXPECT_THAT(stopped.Shown(),
                 AllOf(HasSubstr("COULD NOT RUN"), HasSubstr("interrupted"), Not(HasSubstr("\033[1;"))));
     EXPECT_THAT(ExpectRun(3, board, plan), HasSubstr("nobody answered: Is it white?"));
+
+    const FakeBoard slow([](FakeBoard& self, const Bytes& received) {
+        if (received[2] != UART::CMD_GPI_TEST) {
+            FakeBoard::Healthy(self, received);
+        }
+    });
+    const std::string more = "[[check]]\nkind = 'inputs'\nexpect = [1, 2]\ntimeout = 600\n";
+    Support::Terminal answered({STATION_PROGRAM, "run", "--port", slow.Port(), "--plan", Plan(question + more)});
+    ASSERT_TRUE(answered.Await("Is it white?"));
+    EXPECT_FALSE(answered.IsAsForAShell());
+    answered.Type("\x1By");
+    EXPECT_TRUE(Support::WaitFor([&] { return answered.IsAsForAShell(); })) << "nobody is asked any more";
+    answered.Type("\x03");
+    EXPECT_EQ(answered.Finish(), 2);
 }
 
 TEST_F(StationProgram, ShowsTextsHarmlesslyAndOnLinesThatFit)
