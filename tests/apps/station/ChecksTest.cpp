@@ -231,6 +231,11 @@ TEST(Checks, OutputsAreJudgedByTheInputsThatReadThem)
         RunPlan(FakeBoard::Healthy, "[[check]]\nkind = 'outputs'\nname = 'unread'\npattern = [1, 1]\n" + toml);
     EXPECT_EQ(again.checks[0].result, Result::NotDone) << "driven anew before anybody reads";
     EXPECT_EQ(again.verdict, Verdict::NotCounted);
+    const FakeBoard board(FakeBoard::Healthy);
+    RunOptions alone;
+    alone.only = {"inputs"};
+    EXPECT_THAT(Told(RunPlan(board, PlanOf(toml), alone)),
+                ElementsAre("NOT DONE: the outputs have not been driven before"));
 }
 
 TEST(Checks, ClockMustRunOnFromWhatItWasSetTo)

@@ -206,6 +206,48 @@ TEST_F(HistoryTest, ValuesAreHeldAgainstTheirLimits)
     EXPECT_FALSE(ReadYield(m_database, {NOON + 15min}).values[2].deviation) << "of one value";
 }
 
+TEST_F(HistoryTest, YieldIsTheSameInEachForm)
+{
+    using namespace std::chrono_literals;
+    const auto measured = [](double volt, Result result) {
+        return Checked("a", result, {{"supply", volt, "V", {2.75, 3.6875, {}}}});
+    };
+    Add("1", {measured(3.25, Result::Pass), GOOD_B});
+    Add("2", {measured(3.75, Result::Fail)}, 10min);
+    Add("2", {measured(3.5, Result::Pass), GOOD_B}, 20min);
+    Add("3", {GOOD_A}, 30min, "Plan", Verdict::NotCounted);
+    EXPECT_EQ(Ask({"yield", "--by", "plan"}),
+              "First-pass yield  50.00 % (1 of 2)\n"
+              "Final yield       100.00 % (2 of 2)\n"
+              "Judged runs       3\n"
+              "Not counted       1 PASSED, NOT COUNTED\n"
+              "\n"
+              "plan  version  runs  first-pass yield  final yield\n"
+              "Plan              3  50.00 % (1 of 2)  100.00 % (2 of 2)\n"
+              "\n"
+              "Failed checks\n"
+              "plan  check  runs  units\n"
+              "Plan  a         1      1\n"
+              "\n"
+              "Measured values\n"
+              "plan  check  value   count  least  mean  most  deviation  Cpk   limits\n"
+              "Plan  a      supply      3   3.25   3.5  3.75  0.25       0.25  2.75 to 3.6875 V\n");
+    EXPECT_EQ(
+        Ask({"yield", "--by", "check", "--csv"}),
+        "table,plan,name,runs,first_units,first_passed,first_yield,final_units,final_passed,final_yield,check,units,"
+        "value,unit,lower_limit,upper_limit,count,least,mean,most,standard_deviation,cpk,verdict\r\n"
+        "total,,,3,2,1,0.5,2,2,1,,,,,,,,,,,,,\r\n"
+        "groups,Plan,a,3,2,1,0.5,2,2,1,,,,,,,,,,,,,\r\n"
+        "groups,Plan,b,2,1,1,1,2,2,1,,,,,,,,,,,,,\r\n"
+        "failures,Plan,,1,,,,,,,a,1,,,,,,,,,,,\r\n"
+        "values,Plan,,,,,,,,,a,,supply,V,2.75,3.6875,3,3.25,3.5,3.75,0.25,0.25,\r\n"
+        "not_judged,,,1,,,,,,,,,,,,,,,,,,,\"PASSED, NOT COUNTED\"\r\n");
+    const auto json = nlohmann::json::parse(Ask({"yield", "--by", "day", "--json"}));
+    EXPECT_EQ(json["groups"], nlohmann::json::parse(R"([{"plan": "", "name": "2026-11-23", "runs": 3, "first_units": 2,
+        "first_passed": 1, "first_yield": 0.5, "final_units": 2, "final_passed": 2, "final_yield": 1.0}])"));
+    EXPECT_EQ(json["values"][0]["cpk"], 0.25);
+}
+
 TEST_F(HistoryTest, ListsRunsInTheOrderInWhichTheyTookPlace)
 {
     using namespace std::chrono_literals;

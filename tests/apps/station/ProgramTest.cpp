@@ -221,6 +221,9 @@ TEST_F(StationProgram, PlansAreShownAndChecked)
                       Not(HasSubstr("Note:"))));
     EXPECT_THAT(Expect(0, {"plan", Plan("[[check]]\nkind = 'pwm'\nsetting = 1\n")}),
                 HasSubstr("Note: pwm will count as not carried out"));
+    EXPECT_THAT(Expect(0, {"plan", Plan("[[check]]\nkind = 'wrong_frame'\nframe = 'cut'\noptional = true\n"
+                                        "[[check]]\nkind = 'question'\nask = 'Does it hum?'\n")}),
+                AllOf(HasSubstr("Send a frame that is wrong on purpose: cut"), HasSubstr("Ask the operator")));
 }
 
 TEST_F(StationProgram, SendsSingleCommands)
@@ -235,6 +238,9 @@ TEST_F(StationProgram, SendsSingleCommands)
     EXPECT_THAT(Expect(0, {"send", "--port", board.Port(), "CMD_EXT_DEVICE_TEST", "3", "lo"}),
                 HasSubstr("31 39 32 2E 31 36 38 2E 31 2E 31 30 \"192.168.1.10\"\n"));
     EXPECT_THAT(Expect(1, {"send", "--port", board.Port(), "ram_test"}), HasSubstr("does not support"));
+    const FakeBoard broken(FakeBoard::Replying(UART::CMD_RAM_TEST, {1, 7}));
+    EXPECT_THAT(Expect(1, {"send", "--port", broken.Port(), "ram_test"}),
+                HasSubstr("the check failed on the board, with 07: see"));
     const FakeBoard refusing([](FakeBoard& self, const Bytes&) { self.Send(Station::MakeErrorFrame(1)); });
     Expect(1, {"send", "--port", refusing.Port(), "gpi_test"});
     EXPECT_EQ(refusing.Received(), 2) << "repeated once unless told otherwise";
@@ -308,6 +314,8 @@ TEST_F(StationProgram, AnOperatorAnswersWithAltAndAScannerDoesNot)
     EXPECT_TRUE(Support::WaitFor([&] { return answered.IsAsForAShell(); })) << "nobody is asked any more";
     answered.Type("\x03");
     EXPECT_EQ(answered.Finish(), 2);
+    EXPECT_THAT(ExpectRun(1, slow, Plan(more), {"--timeout", "0.1", "--retries", "0"}),
+                HasSubstr("no answer within 0.1 s"));
 }
 
 TEST_F(StationProgram, ShowsTextsHarmlesslyAndOnLinesThatFit)

@@ -382,6 +382,23 @@ TEST_F(RecordsTest, DatabasesOfOtherVersionsAreBroughtUpToDateOrRefused)
     EXPECT_THAT(refused(), HasSubstr("file is not a database"));
 }
 
+TEST_F(RecordsTest, WhenTheLabelIsPrintedTheJudgementIsOnTheDisk)
+{
+    std::ofstream(File("plan.toml"), std::ios::app)
+        << "[after]\ncommand = ['sh', '-c', 'cp -r " << File("state") << ' ' << File("copy") << "']\n";
+    const FakeBoard board(FakeBoard::Healthy);
+    Support::Program station(Command(board, "A-1", Database()));
+    ASSERT_EQ(station.Finish(), 0) << station.Output();
+    std::string judged;
+    Station::Database::Sqlite(File("copy/records.db")).Do([&judged](soci::session& sql) {
+        sql << "select judged || coalesce(verdict, ', no verdict yet') from run", soci::into(judged);
+    });
+    EXPECT_EQ(judged, "PASS, no verdict yet") << "printing the label may fail";
+    const std::vector<RunRecord> left = Load(File("copy/records.db"));
+    EXPECT_EQ(left.at(0).checks.size(), Load(Database()).at(0).checks.size());
+    EXPECT_EQ(Load(Database()).at(0).verdict, Verdict::Pass);
+}
+
 TEST_F(RecordsTest, StationsShareADatabase)
 {
     std::atomic<bool> isWaiting{false};
