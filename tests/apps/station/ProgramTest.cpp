@@ -246,6 +246,12 @@ TEST_F(StationProgram, SendsSingleCommands)
     EXPECT_EQ(refusing.Received(), 2) << "repeated once unless told otherwise";
     Expect(1, {"send", "--port", refusing.Port(), "gpi_test", "--retries", "2"});
     EXPECT_EQ(refusing.Received(), 5);
+
+    const FakeBoard silent([](FakeBoard&, const Bytes&) {});
+    Support::Terminal waiting({STATION_PROGRAM, "send", "--port", silent.Port(), "gpi_test", "--timeout", "600"});
+    EXPECT_TRUE(waiting.Await("CMD_GPI_TEST: 0 of 600 s")) << waiting.Shown();
+    waiting.Type("\x03");
+    EXPECT_EQ(waiting.Finish(), 2);
 }
 
 TEST_F(StationProgram, SetsTheLineUpAsItsOptionsSay)

@@ -429,10 +429,17 @@ TEST_F(RecordsTest, StationsShareADatabase)
     EXPECT_EQ(runs.at(0).verdict, Verdict::InProgress) << "a run of another station is none of theirs to close";
     waiting.Kill();
     const FakeBoard board(FakeBoard::Healthy);
-    Support::Program next(Command(board, "A-9", Database()));
+    command = Command(board, "A-9", Database());
+    command.insert(command.end(), {"--repeat", "2"});
+    Support::Program next(command);
     EXPECT_EQ(next.Finish(), 0);
     EXPECT_THAT(next.Output(),
                 HasSubstr("the run of unit A-0 on " + slow.Port() + " was interrupted, after 1 of 3 checks"));
+    Integer places = 0;
+    Station::Database::Sqlite(Database()).Do([&](soci::session& sql) {
+        sql << "select count(distinct position) from check_result", soci::into(places);
+    });
+    EXPECT_EQ(places, 4) << "of the question whether a board answers, and of each check, in each run";
 }
 
 TEST_F(RecordsTest, RunsKeepTheirOrderWhenTheClockIsSetBack)
