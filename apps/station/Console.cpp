@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -42,8 +43,7 @@ int ColourOf(bool isGood, bool isBad)
 /// What a person reads from the other side of the room, by exit code.
 BigWord ToBigWord(const std::string& caption, int exitCode)
 {
-    constexpr std::array<const char*, 4> WORDS = {"PASS", "FAIL", "STOP", "VOID"};
-    return {caption, WORDS.at(static_cast<std::size_t>(exitCode)), ColourOf(exitCode == 0, exitCode == 1)};
+    return {caption, ShortWord(exitCode), ColourOf(exitCode == 0, exitCode == 1)};
 }
 
 /// Takes the last character of a UTF-8 text away.
@@ -78,6 +78,14 @@ Console::~Console()
 {
     m_panel.Hide();
     close(m_wake);
+}
+
+std::vector<Viewer*> Console::Viewers()
+{
+    std::vector<Viewer*> viewers;
+    std::transform(m_views.begin(), m_views.end(), std::back_inserter(viewers),
+                   [](const auto& view) { return view.get(); });
+    return viewers;
 }
 
 void Console::ReadLines()
@@ -294,11 +302,18 @@ void Console::View::Complain(const std::string& message)
     m_console.Write(std::cerr, m_label, "station: " + Shown(message));
 }
 
+void Console::View::ShowUnit(const std::string& /*unit*/, const std::string& remark)
+{
+    if (!remark.empty()) {
+        Print(Shown(remark));
+    }
+}
+
 void Console::View::ShowVerdict(const std::string& unit, int exitCode)
 {
     const std::lock_guard lock(m_console.m_mutex);
     m_verdict = Judged{Shown(unit), exitCode};
-    m_console.Write(std::cout, m_label, Shown(unit) + ": " + ToBigWord("", exitCode).word);
+    m_console.Write(std::cout, m_label, Shown(unit) + ": " + ShortWord(exitCode));
 }
 
 void Console::View::Tell(const std::string& task)

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/station/run/Record.h"
+#include "apps/station/run/Viewer.h"
 #include "apps/station/terminal/Keyboard.h"
 #include "apps/station/terminal/Panel.h"
 
@@ -38,6 +38,7 @@ public:
 
     /// Of a port, from 0; used by the thread of its run.
     View& At(std::size_t place) { return *m_views[place]; }
+    std::vector<Viewer*> Viewers();
     void ShowFrames(bool show) { m_showsFrames = show; }
     /// From now on standard input is read line by line, whether questions are open or not.
     void ReadLines();
@@ -85,16 +86,19 @@ private:
 };
 
 /// One port's part of the console. Used by the thread of its run.
-class Console::View : public RecordSink, public Operator {
+class Console::View : public Viewer {
 public:
     View(Console& console, std::size_t number, const std::string& port, bool isAlone);
 
     /// "2 ttyUSB1"
     [[nodiscard]] const std::string& Name() const { return m_name; }
     void Print(const std::string& line);
-    void Complain(const std::string& message);
-    /// Big letters that stay until the port's next unit.
-    void ShowVerdict(const std::string& unit, int exitCode);
+
+    // Viewer
+    void ShowUnit(const std::string& unit, const std::string& remark) override;
+    /// In big letters.
+    void ShowVerdict(const std::string& unit, int exitCode) override;
+    void Complain(const std::string& message) override;
 
     // Operator
     void Tell(const std::string& task) override;

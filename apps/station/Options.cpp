@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <system_error>
 
@@ -109,6 +110,36 @@ void DefineRun(CLI::App& run, Options& options)
     run.add_option("--json", options.json, "Write the record, with every frame, to this file")->type_name("FILE");
     run.add_option("--junit", options.junit, "Write the results as JUnit XML to this file")->type_name("FILE");
     run.add_flag("--overwrite", options.mayOverwrite, "Let --json and --junit replace another run's file");
+}
+
+void DefineServe(CLI::App& serve, Options& options)
+{
+    serve
+        .add_option_function<std::string>(
+            "--listen",
+            [&options](const std::string& word) {
+                try {
+                    options.listen = ParseListenAddress(word);
+                } catch (const std::invalid_argument& error) {
+                    throw CLI::ValidationError("--listen", error.what());
+                }
+            },
+            "Where the page is served (default: 127.0.0.1:8080)")
+        ->type_name("ADDRESS:PORT");
+    serve
+        .add_option_function<std::vector<std::string>>(
+            "--origin",
+            [&options](const std::vector<std::string>& words) {
+                try {
+                    std::transform(words.begin(), words.end(), std::back_inserter(options.origins), ParseOrigin);
+                } catch (const std::invalid_argument& error) {
+                    throw CLI::ValidationError("--origin", error.what());
+                }
+            },
+            "A further address that browsers know the page by, as behind a reverse proxy")
+        ->type_name("URL")
+        ->take_all()
+        ->expected(1);
 }
 
 /// A time, given as a person types it.
@@ -217,6 +248,9 @@ void Define(CLI::App& app, Options& options)
     DefineUnits(*run, options);
     DefineRun(*run, options);
     DefineUnits(*app.add_subcommand("line", "Test unit after unit, as their serial numbers are scanned"), options);
+    CLI::App* const serve = app.add_subcommand("serve", "The same, on a page in the browser");
+    DefineUnits(*serve, options);
+    DefineServe(*serve, options);
     CLI::App* const send = app.add_subcommand("send", "Send one command and show the reply");
     send->add_option("COMMAND", options.command, "Name, with or without CMD_, or number")->required();
     send->add_option("DATA", options.data,
@@ -269,11 +303,11 @@ void CheckPorts(const Options& options)
 Options::Action ActionOf(const CLI::App& app)
 {
     using Action = Options::Action;
-    static const std::map<std::string, Action> ACTIONS = {{"plan", Action::Plan},       {"run", Action::Run},
-                                                          {"line", Action::Line},       {"send", Action::Send},
-                                                          {"backup", Action::Backup},   {"history", Action::History},
-                                                          {"forward", Action::Forward}, {"prune", Action::Prune},
-                                                          {"show", Action::Show},       {"yield", Action::Yield}};
+    static const std::map<std::string, Action> ACTIONS = {
+        {"plan", Action::Plan},       {"run", Action::Run},         {"line", Action::Line},
+        {"send", Action::Send},       {"serve", Action::Serve},     {"backup", Action::Backup},
+        {"history", Action::History}, {"forward", Action::Forward}, {"prune", Action::Prune},
+        {"show", Action::Show},       {"yield", Action::Yield}};
     return ACTIONS.at(app.get_subcommands().at(0)->get_name());
 }
 
@@ -300,6 +334,10 @@ void CheckTogether(const CLI::App& app, Options& options)
     }
     if (options.timeout && !(*options.timeout > 0)) {
         throw CLI::ValidationError("--timeout", "not a number");
+    }
+    if (options.listen.IsWildcard() && options.origins.empty()) {
+        throw CLI::ValidationError("--listen", "the page has to know by which addresses it is reached: name each with "
+                                               "--origin, or listen on one of them");
     }
     if (!options.json.empty() && !options.junit.empty() && FileOf(options.json) == FileOf(options.junit)) {
         throw CLI::ValidationError("--junit", "names the same file as --json");

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/station/page/Access.h"
 #include "apps/station/plan/PlanFile.h"
 #include "apps/station/records/Location.h"
 #include "apps/station/records/Yield.h"
@@ -30,7 +31,7 @@ struct Question {
 };
 
 struct Options {
-    enum class Action { Plan, Run, Line, Send, Backup, Forward, History, Prune, Show, Yield };
+    enum class Action { Plan, Run, Line, Serve, Send, Backup, Forward, History, Prune, Show, Yield };
     Action action = Action::Plan;
     std::vector<std::string> ports;
     std::string plan;  ///< a file; empty is the built-in plan
@@ -57,13 +58,18 @@ struct Options {
     std::string json;
     std::string junit;
     bool mayOverwrite = false;
+    ListenAddress listen;
+    std::vector<std::string> origins;  ///< of the page, as ParseOrigin() gives them
     Question question;
     std::string command;
     std::vector<std::string> data;
     std::vector<std::string> words;  ///< as typed
 
     /// Units are tested: there are ports and records.
-    [[nodiscard]] bool IsTesting() const { return action == Action::Run || action == Action::Line; }
+    [[nodiscard]] bool IsTesting() const
+    {
+        return action == Action::Run || action == Action::Line || action == Action::Serve;
+    }
     /// The records are asked, or looked after.
     [[nodiscard]] bool IsAsking() const { return !IsTesting() && action != Action::Plan && action != Action::Send; }
     /// A signal may end it at once: nothing is half done then, and a server may keep it waiting.

@@ -76,6 +76,8 @@ int Start(int argc, char** argv)
         return ShowYield(options);
     case Options::Action::Line:
         return Line(options, g_stop);
+    case Options::Action::Serve:
+        return Serve(options, g_stop);
     case Options::Action::Send:
         return Send(options, g_stop);
     case Options::Action::Forward:

@@ -69,6 +69,12 @@ struct Bench {
     int attempts = 0;                                       ///< times that it was tried so far
 };
 
+/// What ought to be on the board's display.
+struct Screen {
+    std::string picture;  ///< black, white, bars, targets; empty while nobody knows
+    double light = 1;     ///< 0 to 1, how much of each colour is left
+};
+
 /// One check of a plan, good for any number of units, one after the other or at once.
 class Check {
 public:
@@ -86,6 +92,8 @@ public:
     /// Somebody has to do something before it can end: no general limit of time shortens that.
     [[nodiscard]] virtual bool WaitsForPerson() const { return false; }
 
+    /// What a screen ought to show once it has begun, given what it showed before.
+    virtual void Draw(Screen& /*screen*/) const {}
     /// False when the board cannot tell whether it passed: a person has to be asked, or the result to be measured.
     [[nodiscard]] virtual bool IsJudgedByBoard() const { return true; }
     [[nodiscard]] virtual bool DrivesOutputs() const { return false; }

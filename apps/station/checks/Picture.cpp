@@ -22,13 +22,25 @@ constexpr Name PICTURES[] = {
     {"dim", DISPLAY_DIM, "Dim the picture"},
 };
 
+constexpr int WHOLE_WEIGHT = 256;
+
 class Picture : public CommandCheck {
 public:
     Picture(const Name& name, int weight)
-        : CommandCheck(UART::CMD_LCD_BLU_TEST, {name.selector, static_cast<unsigned char>(weight)}), m_name(name)
+        : CommandCheck(UART::CMD_LCD_BLU_TEST, {name.selector, static_cast<unsigned char>(weight)}),
+          m_name(name),
+          m_weight(weight)
     {
     }
     [[nodiscard]] std::string Description() const override { return m_name.description; }
+    void Draw(Screen& screen) const override
+    {
+        if (m_name.selector == DISPLAY_DIM) {
+            screen.light *= static_cast<double>(m_weight) / WHOLE_WEIGHT;
+        } else {
+            screen = {m_name.name, 1};
+        }
+    }
     [[nodiscard]] bool IsJudgedByBoard() const override { return false; }
 
 protected:
@@ -43,13 +55,14 @@ protected:
 
 private:
     const Name& m_name;
+    int m_weight;
 };
 
 }  // namespace
 
 std::unique_ptr<Check> MakePicture(Parameters& parameters)
 {
-    constexpr int HALF = 128;  // of 256
+    constexpr int HALF = WHOLE_WEIGHT / 2;
     const std::string picture = parameters.RequiredText("picture", OneOf({"black", "white", "bars", "dim"}));
     const auto* const found =
         std::find_if(std::begin(PICTURES), std::end(PICTURES), [&](const Name& name) { return picture == name.name; });

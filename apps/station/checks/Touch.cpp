@@ -83,6 +83,7 @@ public:
     {
     }
     [[nodiscard]] std::string Description() const override { return "Have the operator touch five targets"; }
+    void Draw(Screen& screen) const override { screen = {"targets", 1}; }
 
 protected:
     [[nodiscard]] Seconds Timeout() const override { return Seconds{300}; }

@@ -26,6 +26,8 @@ int ShowRun(const Options& options);
 int ShowYield(const Options& options);
 /// line
 int Line(const Options& options, const std::atomic<bool>& stop);
+/// serve
+int Serve(const Options& options, const std::atomic<bool>& stop);
 /// run
 int Test(const Options& options, const std::atomic<bool>& stop);
 /// forward

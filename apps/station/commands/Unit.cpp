@@ -128,7 +128,7 @@ std::unique_ptr<BackgroundForwarder> StartForwarding(const Options& options, Rec
                                                  [&console](const std::string& message) { console.Complain(message); });
 }
 
-int TestUnit(const Bay& bay, const std::string& port, const std::string& unit, Console::View& console)
+int TestUnit(const Bay& bay, const std::string& port, const std::string& unit, Viewer& viewer)
 {
     const Options& options = bay.options;
     const std::string path = options.recordFolder.empty() ? "" : RecordPath(options.recordFolder, port, unit);
@@ -137,13 +137,13 @@ int TestUnit(const Bay& bay, const std::string& port, const std::string& unit, C
     RunOptions runOptions = MakeRunOptions(options, port, unit);
     runOptions.suspicion = bay.records != nullptr ? bay.records->Suspicion(port) : "";
     const auto sink = bay.records != nullptr ? bay.records->NewSink() : std::make_unique<RecordSink>();
-    const RunRecord run = Runner(bay.plan, runOptions, console, {*sink, console}, bay.stop).Run();
+    const RunRecord run = Runner(bay.plan, runOptions, viewer, {*sink, viewer}, bay.stop).Run();
     bool isWritten = true;
     for (const auto& [file, content] : {std::pair{&json, ToJson(run)}, {&junit, ToJUnit(run)}}) {
         try {
             file->Write(content);
         } catch (const std::exception& error) {
-            console.Complain(error.what() + std::string(": without its record the run does not count"));
+            viewer.Complain(error.what() + std::string(": without its record the run does not count"));
             isWritten = false;
         }
     }

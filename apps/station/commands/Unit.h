@@ -39,6 +39,6 @@ struct Bay {
 
 /// Carries the plan out once, with its records written; returns the exit code. Several ports do so at once.
 /// @throws std::exception when it cannot begin
-int TestUnit(const Bay& bay, const std::string& port, const std::string& unit, Console::View& console);
+int TestUnit(const Bay& bay, const std::string& port, const std::string& unit, Viewer& viewer);
 
 }  // namespace Station

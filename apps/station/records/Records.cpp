@@ -96,6 +96,27 @@ std::optional<std::chrono::system_clock::time_point> Records::LastPass(const std
     return started ? std::optional(ToTime(*started)) : std::nullopt;
 }
 
+std::vector<Seconds> Records::PassDurations(const std::string& sha256, int most)
+{
+    const std::lock_guard lock(m_mutex);
+    std::vector<Seconds> durations;
+    m_database.Do([&](soci::session& sql) {
+        Integer started = 0;
+        Integer ended = 0;
+        soci::statement rows =
+            (sql.prepare << "select r.started, r.ended from run r join plan p on p.number = r.plan "
+                            "where p.sha256 = :sha256 and r.verdict = 'PASS' and r.ended is not null "
+                            "order by r.ordinal desc limit " +
+                                std::to_string(most),
+             into(started), into(ended), use(sha256, "sha256"));
+        rows.execute();
+        while (rows.fetch()) {
+            durations.emplace_back(ToTime(ended) - ToTime(started));
+        }
+    });
+    return durations;
+}
+
 std::string Records::Suspicion(const std::string& port)
 {
     const std::lock_guard lock(m_mutex);

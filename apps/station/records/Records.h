@@ -31,6 +31,8 @@ public:
     std::vector<RunRecord> CloseInterrupted();
     /// When this unit passed last.
     std::optional<std::chrono::system_clock::time_point> LastPass(const std::string& unit);
+    /// How long the last passed runs of a plan took, at most `most`, the newest first; `sha256` is that of its text.
+    std::vector<Seconds> PassDurations(const std::string& sha256, int most);
     /// What a touch test that was given up on this port means for the next run; nothing when there is none.
     std::string Suspicion(const std::string& port);
 

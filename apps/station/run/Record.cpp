@@ -2,6 +2,7 @@
 #include "apps/station/run/Record.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace Station {
@@ -11,6 +12,8 @@ namespace {
 constexpr const char* RESULTS[] = {"PASS", "FAIL", "NOT DONE", "ABORTED"};
 constexpr const char* VERDICTS[] = {"PASS",          "FAIL",        "PASSED, NOT COUNTED",
                                     "COULD NOT RUN", "INTERRUPTED", "IN PROGRESS"};
+
+constexpr std::array<const char*, 4> SHORT_WORDS = {"PASS", "FAIL", "STOP", "VOID"};
 
 /// The place of a word in a list.
 template <std::size_t COUNT>
@@ -112,6 +115,11 @@ int ExitCode(Verdict verdict)
     default:
         return 2;
     }
+}
+
+const char* ShortWord(int exitCode)
+{
+    return SHORT_WORDS.at(static_cast<std::size_t>(exitCode));
 }
 
 const char* Word(Result result)

@@ -73,6 +73,8 @@ Verdict Judge(const RunRecord& run);
 std::string Reason(const RunRecord& run);
 /// 0 this unit may be shipped, 1 a check failed, 2 it could not run, 3 nothing failed, but it is no PASS.
 int ExitCode(Verdict verdict);
+/// For people at a distance, of an exit code: "PASS", "FAIL", "STOP" (it could not run), "VOID" (it is no PASS).
+const char* ShortWord(int exitCode);
 
 /// "PASS", "FAIL", "NOT DONE", "ABORTED"
 const char* Word(Result result);
