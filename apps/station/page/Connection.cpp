@@ -29,9 +29,11 @@ void Connection::Finish()
     ::shutdown(m_socket.Get(), SHUT_WR);
     const Time deadline = std::chrono::steady_clock::now() + FINISH_LIMIT;
     std::array<char, PIECE> rest{};
+    std::size_t thrown = 0;
     ssize_t count = 1;
-    while (count > 0 && Await(POLLIN, deadline)) {
+    while (count > 0 && thrown < MOST_REQUEST && Await(POLLIN, deadline)) {
         count = recv(m_socket.Get(), rest.data(), rest.size(), 0);
+        thrown += rest.size();
     }
 }
 

@@ -23,7 +23,8 @@ public:
     [[nodiscard]] bool IsWaiting() const { return m_isWaiting; }
     /// Ends it; a wait ends as well.
     void Shut() const;
-    /// Ends a response, and lets the browser read it: what it still sends is thrown away, for at most a second.
+    /// Ends a response, and lets the browser read it: what it still sends is thrown away, 64 KiB and a second
+    /// at most.
     void Finish();
 
     // httplib::Stream

@@ -46,13 +46,18 @@ function choose(panel) {
 
 async function scan(panel = target()) {
   const text = field.value;
+  const {next} = state;
   field.value = "";
   chosen = null;
-  mark();
   notice("");
+  mark();
+  if (panel?.shown.number === next) {
+    state.next = null;  // of a second scan the station decides, until it has told what is next
+  }
   try {
     await ask("/api/scan", panel ? {text, panel: panel.shown.number} : {text});
   } catch (error) {
+    state.next ??= next;
     refuse(error);
   }
 }
@@ -129,6 +134,7 @@ function onKey(event) {
   if (act) {
     event.preventDefault();
     if (!event.repeat) {
+      notice("");
       act();
     }
   }
@@ -209,7 +215,12 @@ function onGone(isGone) {
 }
 
 document.addEventListener("keydown", onKey);
-document.addEventListener("click", () => getSelection().isCollapsed && field.focus());
+document.addEventListener("click", () => notice(""), {capture: true});
+document.addEventListener("click", (event) => {
+  if (event.pointerType !== "touch" && getSelection().isCollapsed) {  // a touch would raise the keyboard on the screen
+    field.focus();
+  }
+});
 window.addEventListener("focus", () => field.focus());
 byId("scan").addEventListener("submit", (event) => event.preventDefault());
 byId("sound").addEventListener("click", turnSound);

@@ -59,7 +59,7 @@ export async function ask(path, body) {
   try {
     response = await fetch(path, {method: "POST", headers: {"Content-Type": "application/json"}, body: JSON.stringify(body)});
   } catch {
-    throw new Error("the station did not answer: nothing was done");
+    throw new Error("the station did not answer");
   }
   const answer = await response.json();
   if (!response.ok) {

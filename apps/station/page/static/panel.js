@@ -128,9 +128,11 @@ export class Panel {
     if (status === "ended") {
       this.word.replaceChildren(make("i", `mark ${word}`), word);
     }
-    write(this.now, status === "ended" ? reason || "" : this.current());
-    this.markCurrent();
+    const failed = results.filter((result) => result.result === "FAIL").length;
+    const told = reason || (failed ? `${failed} failed` : "");
+    write(this.now, status === "ended" ? told : this.current());
     this.showSheet();
+    this.markCurrent();
   }
 
   current() {
@@ -148,14 +150,14 @@ export class Panel {
       const isCurrent = at === index && at >= (this.shown.results?.length ?? 0);
       if (isCurrent !== row.classList.contains("current")) {
         row.className = isCurrent ? "current" : row.className.replace("current", "waiting");
-        row.firstChild.className = isCurrent ? "mark current" : row.firstChild.className;
+        row.firstChild.className = isCurrent ? "mark running" : row.firstChild.className;
       }
     });
     const isTrouble = this.checks.querySelector(".FAIL, .NOT, .ABORTED");
     const row = this.rows[index];
     if (isTrouble || !row) {
       this.checks.scrollTop = 0;
-    } else if (row.offsetTop !== undefined) {
+    } else {
       this.checks.scrollTop = row.offsetTop - this.checks.offsetTop - 0.7 * this.checks.clientHeight;
     }
   }
@@ -194,15 +196,15 @@ export class Panel {
     this.element.querySelector(".sheet")?.remove();
     const screen = this.plan.checks.find((each) => each.name === check)?.screen;
     if (this.isStopAsked) {
-      this.element.append(this.sheet(null, "Stop this test?",
+      this.inside.append(this.sheet(null, "Stop this test?",
         ["no", "Stop", "Alt+X", () => this.actions.stop(this)], ["yes", "Go on", "Escape", () => this.askToStop(false)]));
     } else if (question) {
       const first = this.isAnswering ? "" : `F${this.shown.number}, `;
-      this.element.append(this.sheet(screen, question.text,
+      this.inside.append(this.sheet(screen, question.text,
         ["yes", "Yes", `${first}Alt+Y`, () => this.actions.answer(this, true)],
         ["no", "No", `${first}Alt+N`, () => this.actions.answer(this, false)]));
     } else if (task) {
-      this.element.append(this.sheet(screen, task));
+      this.inside.append(this.sheet(screen, task));
     }
   }
 
