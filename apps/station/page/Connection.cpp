@@ -13,7 +13,7 @@ namespace Station {
 namespace {
 
 constexpr std::size_t MOST_REQUEST = 64UL * 1024;  // bytes, with its headers
-constexpr std::size_t PIECE = 4096;              // bytes
+constexpr std::size_t PIECE = 4096;                // bytes
 constexpr std::chrono::seconds WRITE_LIMIT{10};
 constexpr std::chrono::seconds FINISH_LIMIT{1};
 
