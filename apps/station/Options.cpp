@@ -12,7 +12,7 @@
 
 #include <sys/stat.h>
 
-#include "apps/station/commands/Time.h"
+#include "apps/station/records/Time.h"
 
 namespace Station {
 
@@ -194,12 +194,10 @@ void DefineShow(CLI::App& show, Question& question)
 
 void DefineYield(CLI::App& yield, Question& question)
 {
-    static const std::map<std::string, Grouping> GROUPINGS = {
-        {"plan", Grouping::Plan}, {"day", Grouping::Day}, {"station", Grouping::Station}, {"check", Grouping::Check}};
     DefineTime(yield, "--since", question.since, "From the runs that started then or later, as with history");
     yield
         .add_option_function<std::string>(
-            "--by", [&question](const std::string& word) { question.by = GROUPINGS.at(word); },
+            "--by", [&question](const std::string& word) { question.by = Groupings().at(word); },
             "Also for each plan, day, station or check")
         ->check(CLI::IsMember({"plan", "day", "station", "check"}))
         ->type_name("WORD");

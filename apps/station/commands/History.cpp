@@ -15,7 +15,7 @@ int ShowHistory(const Options& options)
     HistoryFilter filter;
     filter.unit = question.unit;
     filter.since = question.since;
-    filter.isFailed = question.isFailed;
+    filter.verdict = question.isFailed ? std::optional(Verdict::Fail) : std::nullopt;
     filter.most = question.isAll ? std::numeric_limits<Integer>::max() : question.most;
     Database database = Database::Existing(options.records);
     const History history = ReadHistory(database, filter);
@@ -29,8 +29,8 @@ int ShowHistory(const Options& options)
     if (history.runs.empty()) {
         std::cerr << "there is no such run in the records\n";
     }
-    if (history.leftOut > 0) {
-        std::cerr << history.leftOut << " earlier runs are not shown: see --limit and --all\n";
+    if (history.older > 0) {
+        std::cerr << history.older << " earlier runs are not shown: see --limit and --all\n";
     }
     return 0;
 }

@@ -2,6 +2,7 @@
 #include "apps/station/records/History.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "apps/station/records/RunLocks.h"
@@ -64,20 +65,89 @@ std::vector<RunSummary> Select(soci::session& sql, const Condition& condition)
     return runs;
 }
 
-Condition ConditionOf(const HistoryFilter& filter)
+/// Runs without a verdict are few. They are in progress, or a station has left them.
+std::string OpenRuns(Database& database, Verdict verdict)
+{
+    std::vector<Integer> open;
+    database.Do([&open](soci::session& sql) {
+        const soci::rowset<Integer> rows = (sql.prepare << "select number from run where verdict is null");
+        open.assign(rows.begin(), rows.end());
+    });
+    std::string numbers = "0";  // no run's: the list is never empty
+    for (const Integer number : open) {
+        if (IsInterrupted(database, number) == (verdict == Verdict::Interrupted)) {
+            numbers += ", " + std::to_string(number);
+        }
+    }
+    return "(" + numbers + ")";
+}
+
+/// In the order in which the runs took place. Runs of several stations may have the same ordinal.
+std::string PlaceOf(soci::session& sql, const std::string& id)
+{
+    Integer ordinal = 0;
+    Integer number = 0;
+    sql << "select ordinal, number from run where id = :id", into(ordinal), into(number), use(id, "id");
+    if (!sql.got_data()) {
+        throw std::invalid_argument("there is no run " + id);
+    }
+    return "(" + std::to_string(ordinal) + ", " + std::to_string(number) + ")";
+}
+
+Condition ConditionOf(Database& database, const HistoryFilter& filter)
 {
     Condition condition = {"where r.ordinal is not null", {}};
+    const auto add = [&condition](const std::string& text, const std::string& name, const std::string& word) {
+        condition.text += " and " + text;
+        condition.words.emplace_back(name, word);
+    };
     if (filter.unit) {
-        condition.text += " and r.unit = :unit";
-        condition.words.emplace_back("unit", *filter.unit);
+        add("r.unit = :unit", "unit", *filter.unit);
+    }
+    if (filter.beginning) {
+        add("substr(lower(r.unit), 1, length(:beginning)) = lower(:beginning)", "beginning", *filter.beginning);
     }
     if (filter.since) {
         condition.text += " and r.started >= " + std::to_string(ToColumn(*filter.since));
     }
-    if (filter.isFailed) {
-        condition.text += " and r.verdict = 'FAIL'";
+    if (filter.until) {
+        condition.text += " and r.started < " + std::to_string(ToColumn(*filter.until));
+    }
+    if (filter.plan) {
+        add("r.plan in (select number from plan where name = :plan)", "plan", *filter.plan);
+    }
+    if (filter.verdict == Verdict::InProgress || filter.verdict == Verdict::Interrupted) {
+        add("(r.verdict = :verdict or r.verdict is null and r.number in " + OpenRuns(database, *filter.verdict) + ")",
+            "verdict", Word(*filter.verdict));
+    } else if (filter.verdict) {
+        add("r.verdict = :verdict", "verdict", Word(*filter.verdict));
     }
     return condition;
+}
+
+/// The same, from one place in their order on.
+Condition WithPlace(Condition condition, const std::string& relation, const std::string& place)
+{
+    condition.text += " and (r.ordinal, r.number) " + relation + " " + place;
+    return condition;
+}
+
+std::vector<RunSummary> SelectPage(soci::session& sql, Condition condition, const HistoryFilter& filter)
+{
+    if (filter.before) {
+        condition = WithPlace(condition, "<", PlaceOf(sql, *filter.before));
+    }
+    if (filter.after) {
+        condition = WithPlace(condition, ">", PlaceOf(sql, *filter.after));
+    }
+    const std::string direction = filter.after ? "asc" : "desc";
+    condition.text +=
+        " order by r.ordinal " + direction + ", r.number " + direction + " limit " + std::to_string(filter.most);
+    std::vector<RunSummary> runs = Select(sql, condition);
+    if (filter.after) {
+        std::reverse(runs.begin(), runs.end());
+    }
+    return runs;
 }
 
 Integer CountRuns(soci::session& sql, const Condition& condition)
@@ -116,12 +186,13 @@ void Settle(Database& database, RunSummary& run)
 History ReadHistory(Database& database, const HistoryFilter& filter)
 {
     History history;
+    const Condition condition = ConditionOf(database, filter);
     database.Read([&](soci::session& sql) {
-        Condition condition = ConditionOf(filter);
-        const Integer count = CountRuns(sql, condition);
-        condition.text += " order by r.ordinal desc limit " + std::to_string(filter.most);
-        history.runs = Select(sql, condition);
-        history.leftOut = std::max(Integer{0}, count - static_cast<Integer>(history.runs.size()));
+        history.runs = SelectPage(sql, condition, filter);
+        if (!history.runs.empty()) {
+            history.newer = CountRuns(sql, WithPlace(condition, ">", PlaceOf(sql, history.runs.front().id)));
+            history.older = CountRuns(sql, WithPlace(condition, "<", PlaceOf(sql, history.runs.back().id)));
+        }
     });
     for (RunSummary& run : history.runs) {
         Settle(database, run);
@@ -131,11 +202,13 @@ History ReadHistory(Database& database, const HistoryFilter& filter)
 
 std::vector<RunSummary> FindRuns(Database& database, const std::string& beginning)
 {
+    constexpr std::size_t UUID = 36;  // letters: a whole one is found by its index
+    const std::string compared =
+        beginning.size() == UUID ? "r.id" : "substr(r.id, 1, " + std::to_string(beginning.size()) + ")";
     std::vector<RunSummary> runs;
     database.Do([&](soci::session& sql) {
-        runs = Select(sql, {"where substr(r.id, 1, " + std::to_string(beginning.size()) +
-                                ") = :beginning order by r.ordinal desc limit 10",
-                            {{"beginning", beginning}}});
+        runs = Select(
+            sql, {"where " + compared + " = :beginning order by r.ordinal desc limit 10", {{"beginning", beginning}}});
     });
     for (RunSummary& run : runs) {
         Settle(database, run);
@@ -152,6 +225,18 @@ RunRecord ReadRun(Database& database, const RunSummary& summary)
         run.problem = INTERRUPTION;
     }
     return run;
+}
+
+Choices ReadChoices(Database& database)
+{
+    Choices choices;
+    database.Read([&choices](soci::session& sql) {
+        const soci::rowset<std::string> plans = (sql.prepare << "select distinct name from plan order by name");
+        choices.plans.assign(plans.begin(), plans.end());
+        const soci::rowset<std::string> stations = (sql.prepare << "select distinct host from run order by host");
+        choices.stations.assign(stations.begin(), stations.end());
+    });
+    return choices;
 }
 
 bool IsInterrupted(Database& database, Integer number)

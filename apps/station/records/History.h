@@ -32,17 +32,24 @@ struct RunSummary {
 /// Which runs are asked for.
 struct HistoryFilter {
     std::optional<std::string> unit;
+    std::optional<std::string> beginning;  ///< of the unit, in capital or small letters
     std::optional<std::chrono::system_clock::time_point> since;
-    bool isFailed = false;  ///< with the verdict FAIL alone
-    Integer most = 50;      ///< of them
+    std::optional<std::chrono::system_clock::time_point> until;  ///< started before it
+    std::optional<Verdict> verdict;
+    std::optional<std::string> plan;    ///< its name
+    std::optional<std::string> before;  ///< UUID of the run that they took place before
+    std::optional<std::string> after;   ///< UUID of the run that they took place after: the first of these
+    Integer most = 50;                  ///< of them
 };
 
 struct History {
     std::vector<RunSummary> runs;  ///< the newest first, in the order in which they took place
-    Integer leftOut = 0;           ///< older ones
+    Integer newer = 0;             ///< others that are not among them
+    Integer older = 0;
 };
 
 /// @throws RecordError
+/// @throws std::invalid_argument when there is no run with the UUID in `before` or `after`
 History ReadHistory(Database& database, const HistoryFilter& filter);
 
 /// The runs whose UUID begins like this, at most ten.
@@ -52,6 +59,15 @@ std::vector<RunSummary> FindRuns(Database& database, const std::string& beginnin
 /// That run with all of its checks, values and traffic.
 /// @throws RecordError
 RunRecord ReadRun(Database& database, const RunSummary& summary);
+
+/// What the runs can be sorted by.
+struct Choices {
+    std::vector<std::string> plans;     ///< names
+    std::vector<std::string> stations;  ///< names of PCs
+};
+
+/// @throws RecordError
+Choices ReadChoices(Database& database);
 
 /// Of a run that was read without a verdict: true when it was interrupted and no station has noted that yet. Of a
 /// server's run that cannot be told.

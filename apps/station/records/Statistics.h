@@ -5,12 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "apps/station/records/Database.h"
+#include "apps/station/records/Selection.h"
 
 namespace Station {
 
 /// Of a value with the same limits all along; where these were changed, each has its own.
 struct ValueStatistics {
+    Integer number = 0;  ///< in this database
     std::string plan;
     std::string check;
     std::string name;
@@ -24,14 +25,20 @@ struct ValueStatistics {
     std::optional<double> cpk;        ///< with a limit, and a deviation above 0
 };
 
-/// The runs that started at a time or later.
-struct Period {
-    Integer since;       ///< as in the table
-    Integer first;       ///< the least number of theirs
-    Integer lastBefore;  ///< the greatest number of the other runs; where the clock was set back, greater than first
+/// How many of the values are within a range.
+struct Bin {
+    double from = 0;  ///< the least
+    double to = 0;    ///< where the next one begins
+    Integer count = 0;
 };
 
-/// Of the runs in the period with the verdict PASS or FAIL. Numbers beyond 1e150 are left out, as are texts.
-std::vector<ValueStatistics> ReadStatistics(soci::session& sql, const Period& period);
+/// Of the runs with the verdict PASS or FAIL; of the value with that number alone, if there is one. Numbers beyond
+/// 1e150 are left out, as are texts.
+std::vector<ValueStatistics> ReadStatistics(soci::session& sql, const Selection& selection,
+                                            std::optional<Integer> only = std::nullopt);
+
+/// The values behind these statistics: up to about 40 bins of the same width, which begin at round numbers. Those of no
+/// value are there as well. One bin when all values are the same.
+std::vector<Bin> ReadBins(soci::session& sql, const Selection& selection, const ValueStatistics& value);
 
 }  // namespace Station

@@ -57,19 +57,28 @@ std::string LocalDay(Integer started)
 /// Sorts the runs into groups, in the order in which they took place.
 class Sorter {
 public:
-    Sorter(Plans plans, Grouping by, Integer since) : m_plans(std::move(plans)), m_by(by), m_period{since, MOST, LEAST}
+    Sorter(Plans plans, Grouping by, Selection selection)
+        : m_plans(std::move(plans)), m_by(by), m_selection(std::move(selection))
     {
     }
 
-    /// Notes a run of any verdict; returns whether it is within the period.
-    bool Note(Integer number, Integer started)
+    /// Notes a run of any verdict and plan; returns whether it is within period and station.
+    bool Note(Integer number, Integer started, const std::string& host)
     {
-        const bool isWithin = started >= m_period.since;
-        m_period.first = isWithin ? std::min(m_period.first, number) : m_period.first;
-        m_period.lastBefore = isWithin ? m_period.lastBefore : std::max(m_period.lastBefore, number);
-        return isWithin;
+        if (started < m_selection.since || started >= m_selection.until ||
+            (!m_selection.station.empty() && host != m_selection.station)) {
+            return false;
+        }
+        ++m_count;
+        m_first = std::min(m_first, number);
+        m_last = std::max(m_last, number);
+        return true;
     }
-    /// Takes a judged one. Those before the period tell which runs within it are not the first of their units.
+    [[nodiscard]] bool IsOfPlan(Integer plan) const
+    {
+        return m_selection.plan.empty() || m_plans.at(plan).first == m_selection.plan;
+    }
+    /// Takes a judged one of the plan. The others tell which of those within are not the first of their units.
     void Take(const Run& run, bool isWithin)
     {
         const auto [known, isFirst] = m_units.emplace(run.unit, static_cast<Integer>(m_units.size()));
@@ -83,14 +92,19 @@ public:
         }
     }
 
-    [[nodiscard]] const Period& Within() const { return m_period; }
+    /// What was asked for, and what is known of the numbers.
+    [[nodiscard]] Selection Selected() const
+    {
+        Selection selection = m_selection;
+        selection.first = m_first;
+        selection.last = m_last;
+        selection.isWhole = m_count > 0 && m_last - m_first + 1 == m_count;
+        return selection;
+    }
     [[nodiscard]] const Tally& All() const { return m_all; }
     [[nodiscard]] const std::map<Name, Tally>& Groups() const { return m_groups; }
 
 private:
-    static constexpr Integer LEAST = std::numeric_limits<Integer>::min();
-    static constexpr Integer MOST = std::numeric_limits<Integer>::max();
-
     /// A unit may go through several plans: it has a first run with each of them.
     [[nodiscard]] bool IsByPlan() const { return m_by == Grouping::Plan || m_by == Grouping::Check; }
     [[nodiscard]] const std::string& PlanOf(const Run& run) const { return m_plans.at(run.judged.plan).first; }
@@ -110,7 +124,10 @@ private:
 
     Plans m_plans;
     Grouping m_by;
-    Period m_period;
+    Selection m_selection;
+    Integer m_count = 0;  ///< of runs within
+    Integer m_first = std::numeric_limits<Integer>::max();
+    Integer m_last = std::numeric_limits<Integer>::min();
     std::unordered_map<std::string, Integer> m_units;                   ///< that have been judged, and their numbers
     std::map<std::string, std::unordered_set<Integer>> m_unitsOfPlans;  ///< that have been judged by each
     Tally m_all;
@@ -134,7 +151,10 @@ std::vector<Integer> SortRuns(soci::session& sql, Sorter& sorter, std::map<Verdi
     rows.execute();
     while (rows.fetch()) {
         for (std::size_t i = 0; i < numbers.size(); ++i) {
-            const bool isWithin = sorter.Note(numbers[i], starts[i]);
+            const bool isWithin = sorter.Note(numbers[i], starts[i], hosts[i]);
+            if (!sorter.IsOfPlan(plans[i])) {
+                continue;
+            }
             const bool isPass = verdicts[i] == Word(Verdict::Pass);
             if (isPass || verdicts[i] == Word(Verdict::Fail)) {
                 const std::string own = '\n' + std::to_string(numbers[i]);  // a unit without a number has no other run
@@ -173,7 +193,7 @@ std::vector<YieldGroup> GroupsOf(soci::session& sql, const Sorter& sorter, Group
     return groups;
 }
 
-std::vector<FailedCheck> ReadFailures(soci::session& sql, Integer since)
+std::vector<FailedCheck> ReadFailures(soci::session& sql, const Selection& selection)
 {
     std::vector<FailedCheck> failures;
     FailedCheck failed;
@@ -181,14 +201,27 @@ std::vector<FailedCheck> ReadFailures(soci::session& sql, Integer since)
         (sql.prepare << "select p.name, c.name, count(*), count(distinct case when r.unit = '' then r.id else r.unit "
                         "end) from check_result c cross join run r cross join plan p where c.result = 'FAIL' and "
                         "c.result <> 'PASS' and c.position > 0 and r.number = c.run and "
-                        "r.verdict in ('PASS', 'FAIL') and r.started >= :since and p.number = r.plan "
-                        "group by p.name, c.name order by 3 desc, 1, 2",
-         into(failed.plan), into(failed.check), into(failed.runs), into(failed.units), use(since, "since"));
+                        "r.verdict in ('PASS', 'FAIL') and " +
+                            selection.Condition() +
+                            " and p.number = r.plan and (:plan = '' or p.name = :plan) "
+                            "group by p.name, c.name order by 3 desc, 1, 2",
+         into(failed.plan), into(failed.check), into(failed.runs), into(failed.units),
+         use(selection.station, "station"), use(selection.plan, "plan"));
     rows.execute();
     while (rows.fetch()) {
         failures.push_back(failed);
     }
     return failures;
+}
+
+Selection SelectionOf(const YieldFilter& filter)
+{
+    Selection selection;
+    selection.since = filter.since ? ToColumn(*filter.since) : selection.since;
+    selection.until = filter.until ? ToColumn(*filter.until) : selection.until;
+    selection.plan = filter.plan;
+    selection.station = filter.station;
+    return selection;
 }
 
 }  // namespace
@@ -198,18 +231,30 @@ Yield ReadYield(Database& database, const YieldFilter& filter)
     Yield yield;
     std::vector<Integer> open;
     database.Read([&](soci::session& sql) {
-        const Integer since = filter.since ? ToColumn(*filter.since) : 0;
-        Sorter sorter(ReadPlans(sql), filter.by, since);
+        const Selection selection = SelectionOf(filter);
+        Sorter sorter(ReadPlans(sql), filter.by, selection);
         open = SortRuns(sql, sorter, yield.notJudged);
         yield.all = GroupOf({}, sorter.All());
         yield.groups = GroupsOf(sql, sorter, filter.by);
-        yield.failures = ReadFailures(sql, since);
-        yield.values = ReadStatistics(sql, sorter.Within());
+        yield.failures = ReadFailures(sql, selection);
+        yield.values = ReadStatistics(sql, sorter.Selected());
     });
     for (const Integer number : open) {
         ++yield.notJudged[IsInterrupted(database, number) ? Verdict::Interrupted : Verdict::InProgress];
     }
     return yield;
+}
+
+std::optional<Histogram> ReadHistogram(Database& database, const YieldFilter& filter, Integer value)
+{
+    std::optional<Histogram> histogram;
+    database.Read([&](soci::session& sql) {
+        const Selection selection = SelectionOf(filter);
+        for (const ValueStatistics& statistics : ReadStatistics(sql, selection, value)) {
+            histogram = Histogram{statistics, ReadBins(sql, selection, statistics)};
+        }
+    });
+    return histogram;
 }
 
 }  // namespace Station

@@ -126,16 +126,21 @@ std::string YieldText(const Yield& yield, Grouping by)
     return text;
 }
 
+Table ValueTable(const std::vector<ValueStatistics>& values)
+{
+    Table table;
+    table.columns = {"plan",  "check", "value", "unit", "lower_limit",        "upper_limit",
+                     "count", "least", "mean",  "most", "standard_deviation", "cpk"};
+    for (const ValueStatistics& value : values) {
+        table.rows.push_back({value.plan, value.check, value.name, value.unit, OrNothing(value.limits.least),
+                              OrNothing(value.limits.most), value.count, value.least, value.mean, value.most,
+                              OrNothing(value.deviation), OrNothing(value.cpk)});
+    }
+    return table;
+}
+
 NamedTables YieldTables(const Yield& yield)
 {
-    Table values;
-    values.columns = {"plan",  "check", "value", "unit", "lower_limit",        "upper_limit",
-                      "count", "least", "mean",  "most", "standard_deviation", "cpk"};
-    for (const ValueStatistics& value : yield.values) {
-        values.rows.push_back({value.plan, value.check, value.name, value.unit, OrNothing(value.limits.least),
-                               OrNothing(value.limits.most), value.count, value.least, value.mean, value.most,
-                               OrNothing(value.deviation), OrNothing(value.cpk)});
-    }
     Table notJudged;
     notJudged.columns = {"verdict", "runs"};
     for (const auto& [verdict, runs] : yield.notJudged) {
@@ -144,7 +149,7 @@ NamedTables YieldTables(const Yield& yield)
     return {{"total", GroupTable({yield.all})},
             {"groups", GroupTable(yield.groups)},
             {"failures", FailureTable(yield.failures)},
-            {"values", values},
+            {"values", ValueTable(yield.values)},
             {"not_judged", notJudged}};
 }
 

@@ -10,6 +10,9 @@ namespace Station {
 
 std::string YieldText(const Yield& yield, Grouping by);
 
+/// For programs: every field.
+Table ValueTable(const std::vector<ValueStatistics>& values);
+
 /// Tables total, groups, failures, values and not_judged.
 NamedTables YieldTables(const Yield& yield);
 

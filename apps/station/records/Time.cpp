@@ -1,5 +1,5 @@
 // A time as a person types it.
-#include "apps/station/commands/Time.h"
+#include "apps/station/records/Time.h"
 
 #include <ctime>
 #include <optional>
