@@ -23,8 +23,8 @@ function refuse(error) {
 
 /** The one that a key is for: chosen, or the only one of its kind. */
 function only(isOne) {
-  const found = panels.filter(isOne);
-  return chosen && isOne(chosen) ? chosen : found.length === 1 ? found[0] : null;
+  const found = chosen && isOne(chosen) ? [chosen] : panels.filter(isOne);
+  return found.length === 1 ? found[0] : null;
 }
 
 const isAsking = (panel) => Boolean(panel.question);
@@ -149,7 +149,7 @@ function keyAction(event) {
   if (event.key === "Escape") {
     return letGo;
   }
-  if ((event.key === "Enter" && !isLink) || (event.key === "Tab" && field.value !== "")) {
+  if ((event.key === "Enter" && !isLink) || (event.key === "Tab" && !event.shiftKey && field.value !== "")) {
     return () => field.value.trim() !== "" && scan();
   }
   if (event.key.length === 1) {
