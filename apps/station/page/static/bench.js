@@ -33,10 +33,12 @@ const target = () => chosen ?? panels.find((panel) => panel.shown.number === sta
 function mark() {
   const answering = only(isAsking);
   for (const panel of panels) {
-    panel.mark({isNext: !chosen && panel.shown.number === state.next, isChosen: panel === chosen, isAnswering: panel === answering});
+    const isNext = !chosen && panel.shown.number === state.next;
+    panel.mark({isNext, isChosen: panel === chosen, isAnswering: panel === answering});
   }
   const panel = target();
-  byId("target").textContent = panel ? `Serial number for port ${panel.shown.number}, ${panel.shown.port}` : "All ports are taken";
+  const wish = panel ? `Serial number for port ${panel.shown.number}, ${panel.shown.port}` : "All ports are taken";
+  byId("target").textContent = wish;
 }
 
 function choose(panel) {

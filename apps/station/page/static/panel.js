@@ -82,7 +82,8 @@ export class Panel {
     this.shown = shown;
     this.isStopAsked = false;
     this.sheetKey = "";
-    this.rows = this.plan.checks.map((check) => make("li", "waiting", make("i", "mark waits"), make("span", "name", check.name)));
+    this.rows = this.plan.checks.map(({name}) =>
+      make("li", "waiting", make("i", "mark waits"), make("span", "name", name)));
     this.checks.replaceChildren(...this.rows);
     (shown.results ?? []).forEach((result, index) => this.showResult(result, index));
     this.show();
@@ -109,8 +110,9 @@ export class Panel {
     const check = this.plan.checks[index];
     const word = result.result.split(" ")[0];
     row.className = word;
-    row.replaceChildren(make("i", `mark ${word}`),
-      make("span", "name", make("span", "unseen", `${result.result}: `), check.name, check.optional ? " (optional)" : ""), describe(result));
+    const spoken = make("span", "unseen", `${result.result}: `);
+    const name = make("span", "name", spoken, check.name, check.optional ? " (optional)" : "");
+    row.replaceChildren(make("i", `mark ${word}`), name, describe(result));
     if (result.hint) {
       row.append(make("span", "hint", result.hint));
     }
@@ -167,7 +169,8 @@ export class Panel {
     const {results = [], started, seconds} = this.shown;
     const taken = seconds ?? Math.max(0, (now - started) / 1000);
     const usual = typical ? `, typically ${clock(typical)}` : "";
-    write(this.time, this.shown.status === "free" ? "" : `${results.length} of ${this.plan.checks.length} · ${clock(taken)}${usual}`);
+    const told = `${results.length} of ${this.plan.checks.length} · ${clock(taken)}${usual}`;
+    write(this.time, this.shown.status === "free" ? "" : told);
   }
 
   /** `isNext`: the next unit comes here; `isChosen`: by a person; `isAnswering`: Alt+Y and Alt+N are its keys. */
