@@ -160,7 +160,7 @@ export class Panel {
     if (isTrouble || !row) {
       this.checks.scrollTop = 0;
     } else {
-      this.checks.scrollTop = row.offsetTop - this.checks.offsetTop - 0.7 * this.checks.clientHeight;
+      this.checks.scrollTop = row.offsetTop - 0.7 * this.checks.clientHeight;
     }
   }
 
