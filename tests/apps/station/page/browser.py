@@ -81,7 +81,7 @@ class Browser:
         return self.driver.execute_script(script, *arguments)
 
     def type(self, *keys: str) -> None:
-        """Wherever the focus is."""
+        """Wherever the focus is. A shift key holds for the keys behind it."""
         ActionChains(self.driver).send_keys(*keys).perform()
 
     def scan(self, text: str) -> None:
