@@ -35,12 +35,12 @@ function drawScreen(screen) {
 
 function describe(result) {
   const said = make("span", "said");
-  for (const value of result.values) {
-    said.append(make("span", value.within ? "" : "outside", `${value.name} ${value.value}`),
-      make("span", "limits", value.limits ? ` (${value.limits}) ` : " "));
+  for (const [index, value] of result.values.entries()) {
+    said.append(index > 0 ? ", " : "", make("span", value.within ? "" : "outside", `${value.name} ${value.value}`),
+      make("span", "limits", value.limits ? ` (${value.limits})` : ""));
   }
   if (result.values.length === 0 || result.result !== "PASS") {
-    said.append(result.message);
+    said.append(result.values.length > 0 ? "; " : "", result.message);
   }
   said.title = result.message;
   return said;
