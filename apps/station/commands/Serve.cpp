@@ -6,6 +6,7 @@
 #include "apps/station/commands/Commands.h"
 #include "apps/station/commands/UnitLine.h"
 #include "apps/station/page/BenchApi.h"
+#include "apps/station/page/RecordsApi.h"
 
 namespace Station {
 
@@ -99,6 +100,7 @@ int Serve(const Options& options, const std::atomic<bool>& stop)
         server, line.State(), options.ports.size(),
         {[&line](const std::string& scanned, std::optional<std::size_t> place) { return line.Begin(scanned, place); },
          [&line](std::size_t place) { line.Stop(place); }});
+    AddRecords(server, options.records);
     server.Start();
     PrintAddress(server, options, console);
     while (line.TakeEnded()) {

@@ -198,4 +198,14 @@ Answer AskRecords(const Location& records, const std::string& path, const Query:
     }
 }
 
+void AddRecords(Server& server, const Location& records)
+{
+    server.Get("/api/(history|run/.*|yield|values|choices)",
+               [records](const httplib::Request& request, httplib::Response& response) {
+                   const Answer answer = AskRecords(records, request.matches[1], request.params);
+                   response.status = answer.status;
+                   response.set_content(answer.text, answer.type);
+               });
+}
+
 }  // namespace Station
