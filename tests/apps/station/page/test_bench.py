@@ -34,11 +34,12 @@ class BenchTest(PageTest):
         for panel, unit in ((one, "SN-2001"), (two, "SN-2002")):
             self.browser.scan(unit)
             panel.until_asked(QUESTION)
-        self.browser.scan("7Y0N1Y8")
-        until(lambda: self.browser.texts("#notice"), "the page says that no port is free")
-        self.assertEqual([panel.texts(".sheet p") for panel in (one, two)], [[QUESTION]] * 2)
-        self.browser.alt("y")
-        until(lambda: self.browser.texts("#notice") == ["choose a port first, with F1 to F8"], "a port has to be chosen")
+        for chosen in ("", Keys.F1):
+            self.browser.scan(chosen + "7Y0N1Y8")
+            until(lambda: self.browser.texts("#notice"), "the page says that no port is free")
+            self.assertEqual([panel.texts(".sheet p") for panel in (one, two)], [[QUESTION]] * 2)
+            self.browser.alt("y")
+            until(lambda: self.browser.texts("#notice") == ["choose a port first, with F1 to F8"], "no port is chosen")
 
         self.browser.type(Keys.F1)
         self.browser.alt("y")
@@ -51,6 +52,7 @@ class BenchTest(PageTest):
         line.hold("SN-3001")
         self.browser.scan("SN-3001")
         panel = self.browser.panel(1)
+        panel.until("testing")
         for _ in range(2):
             self.browser.alt("x")
             panel.until_asked("Stop this test?")
