@@ -2,6 +2,7 @@
 /* global Chart */
 
 const drawn = new Map();  // charts by the id of their canvas
+const MOST_POINTS = 60;  // in a line that shows each
 const dark = matchMedia("(prefers-color-scheme: dark)");
 
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
@@ -32,7 +33,8 @@ const percent = (ratio) => (ratio === null ? null : 100 * ratio);
 
 /** First-pass and final yield of groups with a `label`: lines along time, or else bars. */
 export function drawYield(id, groups, isTime) {
-  const looks = () => (isTime ? [line("accent", "circle", []), line("stop-ink", "rect", [6, 4])] : [filled("accent"), hollow("stop-ink")]);
+  const looks = () => (isTime ? [line("accent", "circle", []), line("stop-ink", "rect", [6, 4])]
+    : [filled("accent"), hollow("stop-ink")]);
   draw(id, "First-pass and final yield", () => ({
     data: {
       labels: groups.map((group) => group.label),
@@ -41,6 +43,7 @@ export function drawYield(id, groups, isTime) {
         data: groups.map((group) => percent(group[`${word}_yield`])),
         spanGaps: true,
         ...looks()[place],
+        pointRadius: groups.length > MOST_POINTS ? 0 : 4,
       })),
     },
     scales: {y: axis("% of the units", {max: 100, beginAtZero: !isTime})},
@@ -89,7 +92,7 @@ export function drawHistogram(id, bins, value) {
       ],
     },
     scales: {
-      x: axis(`${value.value}${unit && ` in${unit}`}`, {type: "linear", offset: false, grid: {offset: false},
+      x: axis(`${value.value}${unit && ` in${unit}`}`, {type: "linear", offset: false, grid: {offset: false}, ticks: {includeBounds: false},
         min: Math.min(...places) - margin, max: Math.max(...places) + margin}),
       y: axis("Values", {beginAtZero: true, ticks: {precision: 0}}),
     },

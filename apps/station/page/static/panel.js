@@ -18,6 +18,8 @@ function button(className, text, act, keys) {
   return element;
 }
 
+const LONG = 16;  // characters of port and serial number that do not share a line where a panel is narrow
+
 const clock = (seconds) => `${Math.floor(seconds / 60)}:${String(Math.floor(seconds % 60)).padStart(2, "0")}`;
 /** Changes only what differs, so that nothing flickers. */
 const write = (element, text) => element.textContent === text || (element.textContent = text);
@@ -65,8 +67,8 @@ export class Panel {
     this.key = button("choose", `F${shown.number}`, () => actions.choose(this), `F${shown.number}`);
     this.stopKey = button("stop", "Stop", () => actions.stop(this), "Alt+X");
     const idle = make("div", "idle", this.wish, button("start", "Start", () => actions.start(this), "Alt+S"));
-    this.inside = make("div", "inside",
-      make("div", "top", this.key, this.port, this.unit, this.stopKey), this.remark,
+    this.top = make("div", "top", this.key, this.port, this.unit, this.stopKey);
+    this.inside = make("div", "inside", this.top, this.remark,
       make("div", "told", this.now, this.time), this.done, make("div", "verdict", this.word), this.checks, idle);
     this.element = make("section", "panel", this.inside);
     this.element.setAttribute("aria-label", `Port ${shown.number}, ${shown.port}`);
@@ -120,9 +122,11 @@ export class Panel {
 
   show() {
     const {status, word, reason, results = []} = this.shown;
+    this.isStopAsked &&= this.isTesting;
     this.element.className = `panel ${status} ${word ?? ""}`;
     write(this.port, this.shown.port);
     write(this.unit, status === "free" ? "" : this.shown.unit || "(no number)");
+    this.top.classList.toggle("long", this.unit.textContent.length + this.shown.port.length > LONG);
     write(this.remark, this.shown.remark ?? "");
     this.stopKey.hidden = !this.isTesting;
     this.done.max = this.plan.checks.length;
@@ -212,7 +216,8 @@ export class Panel {
   }
 
   sheet(screen, text, ...answers) {
-    const sheet = make("div", "sheet", ...(screen ? [drawScreen(screen)] : []), make("p", "", text));
+    const words = make("div", "words", ...(screen ? [drawScreen(screen)] : []), make("p", "", text));
+    const sheet = make("div", "sheet", words);
     if (answers.length > 0) {
       sheet.append(make("div", "answers", ...answers.map(([className, word, keys, act]) => {
         const element = button(className, word, act);

@@ -17,7 +17,7 @@ export const isOn = () => localStorage.getItem(KEY) !== "off";
 export const turn = (on) => localStorage.setItem(KEY, on ? "on" : "off");
 
 export function play(word) {
-  if (!isOn()) {
+  if (!isOn() || !navigator.userActivation.hasBeenActive) {  // before that a browser keeps them, and plays all at once
     return;
   }
   context ??= new AudioContext();
