@@ -1,7 +1,9 @@
 // What the pages ask the records, and the answers.
 #include "apps/station/page/RecordsApi.h"
 
+#include <atomic>
 #include <limits>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <stdexcept>
@@ -16,10 +18,28 @@ namespace Station {
 
 namespace {
 
+constexpr int MOST_QUESTIONS = 16;  // at once: they leave connections, and the processor, to the bench
+
 /// What is asked for is not there.
 class NotFound : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+/// One of those that are counted, as long as it exists.
+class Counted {
+public:
+    explicit Counted(std::atomic<int>& all) : m_all(all), m_is(++all) {}
+    ~Counted() { --m_all; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+    /// With this one.
+    [[nodiscard]] int Is() const { return m_is; }
+
+private:
+    std::atomic<int>& m_all;
+    const int m_is;
 };
 
 Answer ErrorAnswer(int status, const std::string& sentence)
@@ -200,9 +220,13 @@ Answer AskRecords(const Location& records, const std::string& path, const Query:
 
 void AddRecords(Server& server, const Location& records)
 {
+    const auto open = std::make_shared<std::atomic<int>>(0);
     server.Get("/api/(history|run/.*|yield|values|choices)",
-               [records](const httplib::Request& request, httplib::Response& response) {
-                   const Answer answer = AskRecords(records, request.matches[1], request.params);
+               [records, open](const httplib::Request& request, httplib::Response& response) {
+                   const Counted question(*open);
+                   const Answer answer = question.Is() > MOST_QUESTIONS
+                                             ? ErrorAnswer(503, "The records are asked too much at once: try again.")
+                                             : AskRecords(records, request.matches[1], request.params);
                    response.status = answer.status;
                    response.set_content(answer.text, answer.type);
                });

@@ -31,7 +31,7 @@ struct Answer {
 /// and 503 when there are no records to ask; then the text is an object whose "error" is a sentence.
 Answer AskRecords(const Location& records, const std::string& path, const Query::Parameters& parameters);
 
-/// Adds to the server what AskRecords() answers, with GET.
+/// Adds to the server what AskRecords() answers, with GET. More than 16 questions at once are answered with 503.
 void AddRecords(Server& server, const Location& records);
 
 }  // namespace Station

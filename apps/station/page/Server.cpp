@@ -144,6 +144,10 @@ bool Server::ServeOwn(const httplib::Request& request, httplib::Response& respon
         SetError(response, 404, "There is nothing behind so long a path.");
         return true;
     }
+    if (request.has_header("Content-Encoding")) {  // a few bytes would unpack to more than there is memory
+        SetError(response, 415, "A request must not be compressed.");
+        return true;
+    }
     const bool isRead = request.method == "GET" || request.method == "HEAD";
     const StaticFile* const file = isRead ? FindStaticFile(request.path) : nullptr;
     if (file != nullptr) {
