@@ -262,8 +262,9 @@ TEST_F(StationPage, NobodyElseChangesAnythingOrReadsAFile)
     for (const std::string& headers : wrong) {
         EXPECT_THAT(Post("/api/scan", R"({"text": "A-1"})", headers), HasSubstr(" 403 ")) << headers;
     }
-    EXPECT_THAT(Post("/api/scan", "", host + "\r\nOrigin: http://localhost:" + port + json + "\r\nContent-Encoding: br"),
-                HasSubstr(" 415 "));
+    EXPECT_THAT(
+        Post("/api/scan", "", host + "\r\nOrigin: http://localhost:" + port + json + "\r\nContent-Encoding: br"),
+        HasSubstr(" 415 "));
     EXPECT_EQ(Panel()["status"], "free");
     EXPECT_THAT(Get("/api/events", "Sec-Fetch-Site: cross-site\r\n"), HasSubstr(" 403 "));
     EXPECT_THAT(Post("/api/stop", "[1]", "Host: bench.example\r\nOrigin: https://bench.example" + json),

@@ -1,43 +1,10 @@
-"""What one sees: nothing overlaps, everything can be read, and reached by keyboard."""
-
-from pathlib import Path
-
-from selenium.webdriver.common.by import By
-from selenium.webdriver.common.keys import Keys
+"""What one sees on the bench: nothing overlaps, everything can be read, and reached by keyboard."""
 
 from line import until
 from support import PageTest
 
-LOOKS = (Path(__file__).parent / "looks.js").read_text()
-CONTROLS = "a[href], button, input, select, summary"
-SIZES = ((1280, 720), (1280, 800), (1920, 1080))
-
 
 class LooksTest(PageTest):
-    def assert_looks_right(self, scene: str) -> None:
-        for scheme in ("light", "dark"):
-            self.browser.prefer(scheme)
-            with self.subTest(scene, scheme=scheme):
-                self.assertEqual(self.browser.run(LOOKS, "faint"), [])
-        for size in SIZES:
-            self.browser.resize(*size)
-            with self.subTest(scene, size=size):
-                self.assertEqual(self.browser.run(LOOKS, "misplaced"), [])
-
-    def assert_controls_are_for_all(self, scene: str) -> None:
-        """Each has a name, and Tab reaches each."""
-        driver = self.browser.driver
-        controls = [control for control in driver.find_elements(By.CSS_SELECTOR, CONTROLS) if control.is_displayed()]
-        with self.subTest(scene):
-            self.assertEqual([control.get_attribute("outerHTML") for control in controls if not control.accessible_name], [])
-            reached = []
-            for keys in ([Keys.TAB], [Keys.SHIFT, Keys.TAB]):  # from the field, which comes behind the links
-                start = len(reached)
-                while (focused := driver.switch_to.active_element) not in reached[start:]:
-                    reached.append(focused)
-                    self.browser.type(*keys)
-            self.assertEqual([control.accessible_name for control in controls if control not in reached], [])
-
     def test_bench(self):
         for boards in (1, 4, 8):
             line = self.start(boards=boards, faults={2: "inputs-stuck", 3: "disk-missing"}, asks=True)
