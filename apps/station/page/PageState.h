@@ -49,6 +49,8 @@ public:
 private:
     using Json = nlohmann::json;
 
+    /// Since 1970.
+    static std::int64_t Milliseconds(std::chrono::system_clock::time_point time);
     void Change(const Json& change);
     [[nodiscard]] Json MakeWhole() const;
     void AddDuration(Seconds duration);
