@@ -26,7 +26,7 @@ dark.addEventListener("change", () => [...drawn].forEach(([id, {text, configure}
 
 const axis = (text, more = {}) => ({title: {display: text !== "", text}, ...more});
 const line = (name, shape, dash) => ({type: "line", borderColor: colour(name), backgroundColor: colour(name), borderDash: dash,
-  pointStyle: shape, pointRadius: 4, borderWidth: 2});
+  pointStyle: shape, pointRadius: 4, borderWidth: 2, clip: false});
 const filled = (name) => ({backgroundColor: colour(name), borderColor: colour(name), borderWidth: 2, pointStyle: "rect"});
 const hollow = (name) => ({...filled(name), backgroundColor: "transparent"});
 const percent = (ratio) => (ratio === null ? null : 100 * ratio);
