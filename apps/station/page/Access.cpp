@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
 #include <regex>
 #include <stdexcept>
 
@@ -34,6 +35,13 @@ void AddHost(std::set<std::string>& hosts, const std::string& host, int port)
     }
 }
 
+/// In the host's byte order, of any text that the system takes for one: "0" is 0.0.0.0, "127.1" is 127.0.0.1.
+std::optional<in_addr_t> NumericIPv4(const std::string& host)
+{
+    in_addr address{};
+    return inet_aton(host.c_str(), &address) != 0 ? std::optional(ntohl(address.s_addr)) : std::nullopt;
+}
+
 bool IsFromElsewhere(const httplib::Request& request)
 {
     const std::string site = request.get_header_value("Sec-Fetch-Site");
@@ -44,17 +52,17 @@ bool IsFromElsewhere(const httplib::Request& request)
 
 bool ListenAddress::IsLoopback() const
 {
-    in_addr address{};
-    const bool isIPv4 = inet_pton(AF_INET, host.c_str(), &address) == 1;
-    return host == "localhost" || host == "::1" || (isIPv4 && ntohl(address.s_addr) >> 24U == IN_LOOPBACKNET);
+    const auto address = NumericIPv4(host);
+    return host == "localhost" || host == "::1" || (address && *address >> 24U == IN_LOOPBACKNET);
 }
 
 bool ListenAddress::IsWildcard() const
 {
-    in_addr address{};
-    in6_addr address6{};
-    return (inet_pton(AF_INET, host.c_str(), &address) == 1 && address.s_addr == INADDR_ANY) ||
-           (inet_pton(AF_INET6, host.c_str(), &address6) == 1 && IN6_IS_ADDR_UNSPECIFIED(&address6));
+    constexpr std::size_t IPV4 = 3;  // the last 32 bits of ::ffff:0.0.0.0
+    in6_addr address{};
+    const bool isIPv6 = inet_pton(AF_INET6, host.c_str(), &address) == 1;
+    const bool isMapped = isIPv6 && IN6_IS_ADDR_V4MAPPED(&address) && address.s6_addr32[IPV4] == 0;
+    return NumericIPv4(host) == INADDR_ANY || isMapped || (isIPv6 && IN6_IS_ADDR_UNSPECIFIED(&address));
 }
 
 std::string ListenAddress::Text() const

@@ -315,6 +315,8 @@ TEST(StationPageOptions, SayWhereItMayBeServed)
     const std::pair<std::vector<std::string>, const char*> wrong[] = {
         {{"--listen", "0.0.0.0:8080"}, "name each with --origin"},
         {{"--listen", "[::]:8080"}, "name each with --origin"},
+        {{"--listen", "0:8080"}, "name each with --origin"},
+        {{"--listen", "[::ffff:0.0.0.0]:8080"}, "name each with --origin"},
         {{"--listen", "8080"}, "expected ADDRESS:PORT"},
         {{"--listen", "127.0.0.1:65536"}, "expected ADDRESS:PORT"},
         {{"--origin", "bench.example"}, "expected scheme and host"},
