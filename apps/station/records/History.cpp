@@ -53,7 +53,8 @@ std::vector<RunSummary> Select(soci::session& sql, const Condition& condition)
     Execute(rows, "select r.id, r.unit, coalesce(r.verdict, 'IN PROGRESS'), p.name, p.version, r.port, r.host, "
                   "r.people, coalesce(r.reason, ''), r.number, r.started, r.planned, "
                   "coalesce(r.passed, (select count(*) from check_result where run = r.number and result = 'PASS')), "
-                  "coalesce(r.failed, (select count(*) from check_result where run = r.number and result = 'FAIL')) "
+                  "case r.failed when 0 then 0 else (select count(*) from check_result where run = r.number and "
+                  "position > 0 and result = 'FAIL' and optional = 0) end "
                   "from run r join plan p on p.number = r.plan " +
                       condition.text);
     std::vector<RunSummary> runs;

@@ -22,7 +22,7 @@ struct RunSummary {
     std::string planVersion;
     Integer planned = 0;  ///< checks of the plan
     Integer passed = 0;   ///< checks
-    Integer failed = 0;
+    Integer failed = 0;   ///< whose result counts
     std::string port;
     std::string host;
     std::string people;

@@ -127,8 +127,7 @@ long CountIf(const std::vector<CheckRecord>& cases, Predicate predicate)
 std::string ToJUnit(const RunRecord& run)
 {
     const std::vector<CheckRecord> cases = Cases(run);
-    const auto failures =
-        CountIf(cases, [](const CheckRecord& check) { return check.result == Result::Fail && !check.isOptional; });
+    const auto failures = CountFailures(run);
     const auto errors = CountIf(cases, [](const CheckRecord& check) { return check.result == Result::Aborted; });
     const auto passes = CountIf(cases, [](const CheckRecord& check) { return check.result == Result::Pass; });
     std::ostringstream xml;

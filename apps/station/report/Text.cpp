@@ -57,9 +57,12 @@ std::string ResultLine(const CheckRecord& check)
 std::string SummaryLine(const RunRecord& run)
 {
     std::ostringstream line;
-    line << Word(run.verdict) << ": " << Count(run, Result::Pass) << " passed, " << Count(run, Result::Fail)
-         << " failed, " << Count(run, Result::NotDone) << " not carried out, " << run.checks.size() << " of "
-         << run.planned << " checks in " << Fixed(run.end - run.start, 1) << " s";
+    line << Word(run.verdict) << ": " << Count(run, Result::Pass) << " passed, " << CountFailures(run) << " failed, "
+         << Count(run, Result::NotDone) << " not carried out, " << run.checks.size() << " of " << run.planned
+         << " checks in " << Fixed(run.end - run.start, 1) << " s";
+    if (const long failed = CountOptionalFailures(run); failed > 0) {
+        line << ", " << failed << " optional failed";
+    }
     if (const long repeated = CountRepeated(run); repeated > 0) {
         line << ", " << repeated << " after a repetition";
     }

@@ -63,6 +63,17 @@ long Count(const RunRecord& run, Result result)
                          [result](const CheckRecord& check) { return check.result == result; });
 }
 
+long CountFailures(const RunRecord& run)
+{
+    return std::count_if(run.checks.begin(), run.checks.end(),
+                         [](const CheckRecord& check) { return Counts(check, Result::Fail); });
+}
+
+long CountOptionalFailures(const RunRecord& run)
+{
+    return Count(run, Result::Fail) - CountFailures(run);
+}
+
 long CountRepeated(const RunRecord& run)
 {
     return std::count_if(run.checks.begin(), run.checks.end(),

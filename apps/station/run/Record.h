@@ -65,6 +65,10 @@ struct RunRecord {
 
 /// How many checks ended like this.
 long Count(const RunRecord& run, Result result);
+/// How many failed whose result counts.
+long CountFailures(const RunRecord& run);
+/// How many failed that are optional: they cost no PASS.
+long CountOptionalFailures(const RunRecord& run);
 /// How many passed only after a repetition.
 long CountRepeated(const RunRecord& run);
 /// The verdict on what has been found, and why.
