@@ -16,12 +16,11 @@ std::string WithUnit(const std::string& text, const std::string& unit)
 
 }  // namespace
 
-std::string NumberText(double number)
+std::string NumberText(double number, int digits)
 {
-    constexpr int DIGITS = 10;
     std::ostringstream text;
-    text.precision(DIGITS);
-    text << number;
+    text.precision(digits);
+    text << number + 0.0;  // no negative zero
     return text.str();
 }
 
@@ -64,10 +63,20 @@ bool Value::IsWithin() const
            (!limits.most || number <= *limits.most) && (!limits.expected || NumberText(number) == *limits.expected);
 }
 
+int Value::Digits() const
+{
+    const auto* const number = std::get_if<double>(&value);
+    const auto looksLike = [number](const std::optional<double>& limit) {
+        return number != nullptr && limit && *number != *limit && NumberText(*number) == NumberText(*limit);
+    };
+    return looksLike(limits.least) || looksLike(limits.most) ? std::numeric_limits<double>::max_digits10
+                                                             : std::numeric_limits<double>::digits10;
+}
+
 std::string Value::Text() const
 {
     const auto* const text = std::get_if<std::string>(&value);
-    return WithUnit(text != nullptr ? *text : NumberText(std::get<double>(value)), unit);
+    return WithUnit(text != nullptr ? *text : NumberText(std::get<double>(value), Digits()), unit);
 }
 
 std::string Value::LimitsText() const
@@ -76,12 +85,12 @@ std::string Value::LimitsText() const
         return WithUnit(*limits.expected, unit);
     }
     if (limits.least && limits.most) {
-        return WithUnit(NumberText(*limits.least) + " to " + NumberText(*limits.most), unit);
+        return WithUnit(NumberText(*limits.least, Digits()) + " to " + NumberText(*limits.most, Digits()), unit);
     }
     if (limits.least) {
-        return WithUnit("at least " + NumberText(*limits.least), unit);
+        return WithUnit("at least " + NumberText(*limits.least, Digits()), unit);
     }
-    return limits.most ? WithUnit("at most " + NumberText(*limits.most), unit) : "";
+    return limits.most ? WithUnit("at most " + NumberText(*limits.most, Digits()), unit) : "";
 }
 
 }  // namespace Station

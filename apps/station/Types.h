@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <limits>
 #include <optional>
 #include <string>
 #include <variant>
@@ -43,13 +44,18 @@ struct Value {
     [[nodiscard]] std::string Text() const;
     /// "3.0 to 3.6 V", "at most 20 px", "A5 3C"; empty without limits.
     [[nodiscard]] std::string LimitsText() const;
+
+private:
+    /// Of the number and its limits: as many as it takes to tell the one from the others.
+    [[nodiscard]] int Digits() const;
 };
 
 /// Of the one or more values of a check.
 using Values = std::vector<Value>;
 
-/// A number as a person writes it: without needless digits.
-std::string NumberText(double number);
+/// A number as a person writes it: without needless digits. All decimals of a number that was typed are there; what
+/// binary arithmetic adds behind them is not.
+std::string NumberText(double number, int digits = std::numeric_limits<double>::digits10);
 
 /// The text, with U+FFFD in the place of what is no UTF-8.
 std::string ToUtf8(const std::string& text);

@@ -65,7 +65,7 @@ std::size_t UnitLine::Begin(const std::string& scanned, std::optional<std::size_
     Place& chosen = m_places[free];
     const auto passed = m_records != nullptr && !unit.empty() ? m_records->LastPass(unit) : std::nullopt;
     chosen.stop = false;
-    chosen.viewer->ShowUnit(unit, passed ? unit + " has passed before, on " + UtcTime(*passed) + " UTC" : "");
+    chosen.viewer->ShowUnit(unit, passed ? unit + " has passed before, on " + LocalTime(*passed) : "");
     m_fixture.Start(free, [this, free, unit, &chosen] {
         return TestUnit({m_options, m_plan, m_records, chosen.stop}, m_options.ports[free], unit, *chosen.viewer);
     });

@@ -85,8 +85,9 @@ std::string ValueText(const std::vector<ValueStatistics>& values)
     table.columns = {"plan", "check", "value", "count", "least", "mean", "most", "deviation", "Cpk", "limits"};
     for (const ValueStatistics& value : values) {
         const Value limited = {value.name, value.mean, value.unit, value.limits};
-        table.rows.push_back({value.plan, value.check, value.name, value.count, value.least, value.mean, value.most,
-                              Rounded(value.deviation, "%.4g"), Rounded(value.cpk, "%.2f"),
+        table.rows.push_back({value.plan, value.check, value.name, value.count, value.least,
+                              Rounded(value.mean, "%.10g"), value.most, Rounded(value.deviation, "%.4g"),
+                              Rounded(value.cpk, "%.2f"),
                               limited.LimitsText().empty() ? value.unit : limited.LimitsText()});
     }
     return ToText(table);

@@ -1,6 +1,7 @@
 // Values and their limits, and texts as they are shown.
 #include "apps/station/Types.h"
 
+#include <cmath>
 #include <limits>
 
 #include <gmock/gmock.h>
@@ -39,7 +40,12 @@ TEST(Types, ValuesAreHeldAgainstEachOfTheirLimits)
         EXPECT_EQ(value.LimitsText(), one.limitsText);
         EXPECT_EQ(one.limits.IsAny(), *one.limitsText != '\0');
     }
-    EXPECT_EQ(NumberText(1.23456789012), "1.23456789");
+    EXPECT_EQ(NumberText(0.1 + 0.2), "0.3");
+    EXPECT_EQ(NumberText(1e9 + 0.003), "1000000000.003");
+    EXPECT_EQ(NumberText(-0.0), "0");
+    const Value above = {"v", std::nextafter(0.3, 1), "V", {{}, 0.3, {}}};
+    EXPECT_NE(above.Text(), "0.3 V") << "it looks like its limit";
+    EXPECT_NE("at most " + above.Text(), above.LimitsText());
 }
 
 TEST(Types, TextsOfOthersDoNoHarm)
