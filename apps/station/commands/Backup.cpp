@@ -15,7 +15,9 @@ int Backup(const Options& options)
         throw std::runtime_error(file + " is there already: a backup replaces no file");
     }
     Database database = Database::Existing(options.records);
-    ReportFile(file, false).Fill([&](int /*fd*/, const std::string& path) { BackUp(database, path); });
+    ReportFile copy(file, false);
+    copy.Prepare([&](int /*fd*/, const std::string& path) { BackUp(database, path); });
+    copy.Publish();
     return 0;
 }
 

@@ -1,9 +1,9 @@
 // forward: what waits goes to the shared database.
-#include <iostream>
 #include <stdexcept>
 #include <string>
 
 #include "apps/station/commands/Commands.h"
+#include "apps/station/commands/Output.h"
 #include "apps/station/records/Forwarder.h"
 
 namespace Station {
@@ -47,8 +47,8 @@ int Forward(const Options& options, const std::atomic<bool>& stop)
         problem = error.what();
     }
     const long waiting = forwarder.CountWaiting();
-    std::cout << forwarder.Sent() << " forwarded, " << forwarder.Found() << " there already, " << waiting << " left"
-              << std::endl;
+    WriteOut(std::to_string(forwarder.Sent()) + " forwarded, " + std::to_string(forwarder.Found()) +
+             " there already, " + std::to_string(waiting) + " left\n");
     if (stop || !problem.empty()) {
         throw std::runtime_error(stop ? "interrupted" : problem);
     }

@@ -6,6 +6,7 @@
 
 #include "apps/station/Console.h"
 #include "apps/station/commands/Commands.h"
+#include "apps/station/commands/Output.h"
 #include "apps/station/commands/SentCommand.h"
 
 namespace Station {
@@ -37,6 +38,7 @@ int Send(const Options& options, const std::atomic<bool>& stop)
     record.message = finding.message;
     record.duration = link.Elapsed() - start;
     console.OnJudged({}, record);
+    WriteOut("");  // throws when standard output did not take what the console wrote
     if (finding.result == Result::Aborted) {
         return COULD_NOT_RUN;
     }

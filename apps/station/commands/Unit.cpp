@@ -6,6 +6,7 @@
 #include <cctype>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
@@ -68,6 +69,63 @@ std::string RecordPath(const std::string& folder, const std::string& port, const
     std::replace(time.begin(), time.end(), ':', '.');
     return folder + '/' + name + '_' + time;
 }
+
+/// The records of a run and its files. These are written before the verdict is kept, and get their names when it is: a
+/// unit that has passed in the records has its files.
+class FileSink : public RecordSink {
+public:
+    FileSink(RecordSink& records, ReportFile& json, ReportFile& junit)
+        : m_records(records), m_json(json), m_junit(junit)
+    {
+    }
+
+    [[nodiscard]] bool IsKeeping() const override { return m_records.IsKeeping(); }
+    void OnBegin(const RunRecord& run) override { m_records.OnBegin(run); }
+    void OnJudged(const RunRecord& run, const CheckRecord& check) override { m_records.OnJudged(run, check); }
+    void OnVerdict(const RunRecord& run) override { m_records.OnVerdict(run); }
+    void OnEnd(const RunRecord& run) override
+    {
+        Prepare(run);
+        const bool isBad = run.verdict == Verdict::Fail || run.verdict == Verdict::CouldNotRun;
+        if (!isBad && !m_problem.empty()) {
+            throw RecordError(m_problem);  // the runner comes back with another verdict
+        }
+        m_records.OnEnd(run);
+    }
+
+    /// Once, when the run has ended, kept or not. Returns why a file is not there.
+    std::string Publish(const RunRecord& run)
+    {
+        if (!m_isPrepared) {
+            Prepare(run);
+        }
+        Try([this] { m_json.Publish(); });
+        Try([this] { m_junit.Publish(); });
+        return m_problem;
+    }
+
+private:
+    void Prepare(const RunRecord& run)
+    {
+        m_isPrepared = true;
+        Try([&] { m_json.Prepare(ToJson(run)); });
+        Try([&] { m_junit.Prepare(ToJUnit(run)); });
+    }
+    void Try(const std::function<void()>& write)
+    {
+        try {
+            write();
+        } catch (const std::exception& error) {
+            m_problem = error.what();
+        }
+    }
+
+    RecordSink& m_records;
+    ReportFile& m_json;
+    ReportFile& m_junit;
+    bool m_isPrepared = false;
+    std::string m_problem;
+};
 
 }  // namespace
 
@@ -136,18 +194,15 @@ int TestUnit(const Bay& bay, const std::string& port, const std::string& unit, V
     ReportFile junit(path.empty() ? options.junit : path + ".xml", options.mayOverwrite);
     RunOptions runOptions = MakeRunOptions(options, port, unit);
     runOptions.suspicion = bay.records != nullptr ? bay.records->Suspicion(port) : "";
-    const auto sink = bay.records != nullptr ? bay.records->NewSink() : std::make_unique<RecordSink>();
-    const RunRecord run = Runner(bay.plan, runOptions, viewer, {*sink, viewer}, bay.stop).Run();
-    bool isWritten = true;
-    for (const auto& [file, content] : {std::pair{&json, ToJson(run)}, {&junit, ToJUnit(run)}}) {
-        try {
-            file->Write(content);
-        } catch (const std::exception& error) {
-            viewer.Complain(error.what() + std::string(": without its record the run does not count"));
-            isWritten = false;
-        }
+    const auto records = bay.records != nullptr ? bay.records->NewSink() : std::make_unique<RecordSink>();
+    FileSink sink(*records, json, junit);
+    const RunRecord run = Runner(bay.plan, runOptions, viewer, {sink, viewer}, bay.stop).Run();
+    const std::string problem = sink.Publish(run);
+    if (!problem.empty()) {
+        viewer.Complain(problem + ": without its record the run does not count");
+        return COULD_NOT_RUN;
     }
-    return isWritten ? ExitCode(run.verdict) : COULD_NOT_RUN;
+    return ExitCode(run.verdict);
 }
 
 }  // namespace Station

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <random>
 #include <stdexcept>
 #include <system_error>
@@ -34,17 +35,15 @@ ReportFile::ReportFile(std::string path, bool mayOverwrite) : m_path(std::move(p
 
 ReportFile::~ReportFile()
 {
-    if (!m_temporary.empty()) {
-        unlink(m_temporary.c_str());
-    }
+    Discard();
 }
 
-void ReportFile::Write(const std::string& content)
+void ReportFile::Prepare(const std::string& content)
 {
     if (m_path.empty()) {
         return;
     }
-    Fill([&](int fd, const std::string& /*path*/) {
+    Prepare([&](int fd, const std::string& /*path*/) {
         std::size_t done = 0;
         while (done < content.size()) {
             const ssize_t count = write(fd, content.data() + done, content.size() - done);
@@ -57,8 +56,9 @@ void ReportFile::Write(const std::string& content)
     });
 }
 
-void ReportFile::Fill(const std::function<void(int fd, const std::string& path)>& fill)
+void ReportFile::Prepare(const std::function<void(int fd, const std::string& path)>& fill)
 {
+    Discard();
     const Descriptor file(OpenBeside());
     if (!file.IsValid()) {
         Fail(std::generic_category().message(errno));
@@ -67,11 +67,33 @@ void ReportFile::Fill(const std::function<void(int fd, const std::string& path)>
     if (fsync(file.Get()) != 0) {
         Fail(std::generic_category().message(errno));
     }
+    m_isPrepared = true;
+}
+
+void ReportFile::Publish()
+{
+    if (!m_isPrepared) {
+        return;
+    }
+    m_isPrepared = false;
     const std::string complete = std::exchange(m_temporary, "");
     if (Rename(complete) != 0) {
         Fail((errno == EEXIST ? "another run has written it meanwhile" : std::generic_category().message(errno)) +
              "; this run's is in " + complete);
     }
+    const std::string folder = std::filesystem::path(m_path).parent_path();
+    const Descriptor entries(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!entries.IsValid() || (fsync(entries.Get()) != 0 && errno != EINVAL)) {  // no file system has to offer it
+        Fail("its folder: " + std::generic_category().message(errno));
+    }
+}
+
+void ReportFile::Discard()
+{
+    if (!m_temporary.empty()) {
+        unlink(std::exchange(m_temporary, "").c_str());
+    }
+    m_isPrepared = false;
 }
 
 /// A new file beside the report's, with the rights of any new file. Negative, with errno, when there is none.

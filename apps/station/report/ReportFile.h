@@ -18,15 +18,19 @@ public:
     ReportFile(const ReportFile&) = delete;
     ReportFile& operator=(const ReportFile&) = delete;
 
-    /// Once, at the end of the run.
-    /// @throws std::runtime_error when it cannot be written, or another run has written it meanwhile: then the content
-    /// stays in a file beside it, which the message names
-    void Write(const std::string& content);
-
+    /// Writes the content, durably, to a file beside the report's; in the place of what was prepared before.
+    /// @throws std::runtime_error when it cannot be written
+    void Prepare(const std::string& content);
     /// The same with what `fill` writes, to a new file that is open as `fd` and has this path meanwhile.
-    void Fill(const std::function<void(int fd, const std::string& path)>& fill);
+    void Prepare(const std::function<void(int fd, const std::string& path)>& fill);
+
+    /// Gives what was prepared its name, durably.
+    /// @throws std::runtime_error when that fails, or another run has written it meanwhile: then the content stays in
+    /// the file beside it, which the message names
+    void Publish();
 
 private:
+    void Discard();
     int OpenBeside();
     [[nodiscard]] int Rename(const std::string& complete) const;
     [[noreturn]] void Fail(const std::string& reason) const;
@@ -34,6 +38,7 @@ private:
     std::string m_path;
     bool m_mayOverwrite;
     std::string m_temporary;
+    bool m_isPrepared = false;
 };
 
 }  // namespace Station

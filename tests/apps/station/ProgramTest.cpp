@@ -149,10 +149,13 @@ TEST_F(StationProgram, TwoRunsAtOnceLoseNoRecord)
     Station::ReportFile first(File("a.json"), false);
     Station::ReportFile second(File("a.json"), false);
     EXPECT_TRUE(std::filesystem::is_empty(m_folder)) << "a station that is killed leaves nothing";
-    first.Write("first");
+    first.Prepare("first");
+    second.Prepare("none");
+    second.Prepare("second");
+    first.Publish();
     std::string told;
     try {
-        second.Write("second");
+        second.Publish();
     } catch (const std::runtime_error& error) {
         told = error.what();
     }
@@ -160,6 +163,24 @@ TEST_F(StationProgram, TwoRunsAtOnceLoseNoRecord)
     ASSERT_THAT(told, HasSubstr(where));
     EXPECT_EQ(Content(told.substr(told.find(where) + where.size())), "second");
     EXPECT_EQ(Content(File("a.json")), "first");
+}
+
+TEST_F(StationProgram, AUnitWithoutItsFilesHasNotPassed)
+{
+    const std::string plan =
+        Plan("[[check]]\nkind = 'program'\ncommand = ['rm', '-r', '" + File("gone") + "']\n" + SHORT);
+    const std::pair<const FakeBoard::Answer, const char*> boards[] = {
+        {FakeBoard::Healthy, "COULD NOT RUN"},
+        {FakeBoard::Replying(UART::CMD_READ_VERSION, {1}), "FAIL"},
+    };
+    for (const auto& [answer, verdict] : boards) {
+        const FakeBoard board(answer);
+        std::filesystem::create_directory(File("gone"));
+        EXPECT_THAT(ExpectRun(2, board, plan, {"--json", File("a.json"), "--overwrite", "--junit", File("gone/a.xml")}),
+                    HasSubstr("cannot write " + File("gone/a.xml")));
+        EXPECT_THAT(Expect(0, {"history", "--limit", "1"}), HasSubstr(verdict));
+        EXPECT_THAT(Content(File("a.json")), HasSubstr(std::string("\"verdict\": \"") + verdict + '"'));
+    }
 }
 
 TEST_F(StationProgram, ExitCodesTellWhatBecameOfTheUnit)
@@ -375,10 +396,14 @@ TEST_F(StationProgram, SerialNumbersAreAskedForAndBounded)
     ExpectRun(0, board, plan, {"--unit", "A"});
 }
 
-TEST_F(StationProgram, APlanThatCannotBePrintedIsAnError)
+TEST_F(StationProgram, WhatCannotBePrintedIsAnError)
 {
-    Program program({"sh", "-c", std::string("exec ") + STATION_PROGRAM + " plan >/dev/full"});
-    EXPECT_EQ(program.Finish(), 2);
+    const FakeBoard board(FakeBoard::Healthy);
+    for (const std::string& words :
+         {std::string("plan"), "plan " + Plan(SHORT), "send confirm_test_mode --port " + board.Port()}) {
+        Program program({"sh", "-c", std::string("exec ") + STATION_PROGRAM + ' ' + words + " >/dev/full"});
+        EXPECT_EQ(program.Finish(), 2) << words;
+    }
 }
 
 class StationSignal : public StationProgram, public testing::WithParamInterface<int> {};
