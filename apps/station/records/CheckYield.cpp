@@ -20,12 +20,14 @@ struct Part {
     Integer runs = 0;
     Integer first = 0;  ///< of these runs were the first of their units
     Integer last = 0;
+    const std::string* plan = nullptr;  ///< its name
+    bool isComplete = false;
 };
 
 using Parts = std::unordered_map<Integer, Part>;  // of the number of a run
 
-/// Runs that passed with one text of a plan.
-struct Passes {
+/// Complete runs with one text of a plan.
+struct Alike {
     Integer run = 0;  ///< one of them: it tells which checks there are
     Part part;
 };
@@ -37,10 +39,10 @@ void Add(YieldGroup& group, const Part& part, bool isPass)
     group.final.Add(part.last, isPass);
 }
 
-void Note(const Tally& tally, Parts& parts)
+void Note(const std::string& plan, const Tally& tally, Parts& parts)
 {
     for (const JudgedRun& run : tally.Runs()) {
-        parts[run.number].runs = 1;
+        parts[run.number] = {1, 0, 0, &plan, run.isComplete};
     }
     for (const JudgedRun& run : tally.First()) {
         parts[run.number].first = 1;
@@ -50,49 +52,46 @@ void Note(const Tally& tally, Parts& parts)
     }
 }
 
-/// A run that passed has carried its plan's checks out, and all but optional ones passed: one run tells their names.
-void AddPasses(soci::session& sql, const std::string& plan, const Tally& tally, const Parts& parts, Groups& groups)
+/// All checks of complete runs, as if none had failed: one run tells their names.
+void AddComplete(soci::session& sql, const std::string& plan, const Tally& tally, const Parts& parts, Groups& groups)
 {
-    std::map<Integer, Passes> passes;
+    std::map<Integer, Alike> texts;
     for (const JudgedRun& run : tally.Runs()) {
-        if (run.isPass) {
-            Passes& same = passes[run.plan];
+        if (run.isComplete) {
+            Alike& alike = texts[run.plan];
             const Part& part = parts.at(run.number);
-            same.run = run.number;
-            same.part.runs += part.runs;
-            same.part.first += part.first;
-            same.part.last += part.last;
+            alike.run = run.number;
+            alike.part.runs += part.runs;
+            alike.part.first += part.first;
+            alike.part.last += part.last;
         }
     }
-    for (const auto& [number, same] : passes) {
+    for (const auto& [number, alike] : texts) {
         const soci::rowset<std::string> names =
-            (sql.prepare << "select name from check_result where run = :run and position > 0", use(same.run, "run"));
+            (sql.prepare << "select name from check_result where run = :run and position > 0", use(alike.run, "run"));
         for (const std::string& name : names) {
-            Add(groups[{plan, name}], same.part, true);
+            Add(groups[{plan, name}], alike.part, true);
         }
     }
 }
 
-/// Tells the checks that a condition picks of runs that count: their group, what their run counts for, their result.
-void ForEachCheck(soci::session& sql, const std::string& condition, const Parts& parts, Groups& groups,
-                  const std::function<void(YieldGroup&, const Part&, const std::string& result)>& tell)
+/// Tells the checks that a query picks of runs that count: their group, what their run counts for, whether they passed.
+void ForEachCheck(soci::session& sql, const std::string& query, const Parts& parts, Groups& groups,
+                  const std::function<void(YieldGroup&, const Part&, bool isPass)>& tell)
 {
     constexpr std::size_t BATCH = 5000;
     std::vector<Integer> runs(BATCH);
-    std::vector<std::string> plans(BATCH);
     std::vector<std::string> names(BATCH);
     std::vector<std::string> results(BATCH);
-    soci::statement rows = (sql.prepare << "select r.number, p.name, c.name, c.result from " + condition, into(runs),
-                            into(plans), into(names), into(results));
+    soci::statement rows = (sql.prepare << query, into(runs), into(names), into(results));
     rows.execute();
     while (rows.fetch()) {
         for (std::size_t i = 0; i < runs.size(); ++i) {
             if (const auto part = parts.find(runs[i]); part != parts.end()) {
-                tell(groups[{plans[i], names[i]}], part->second, results[i]);
+                tell(groups[{*part->second.plan, names[i]}], part->second, results[i] == Word(Result::Pass));
             }
         }
         runs.resize(BATCH);
-        plans.resize(BATCH);
         names.resize(BATCH);
         results.resize(BATCH);
     }
@@ -106,26 +105,25 @@ std::vector<YieldGroup> YieldOfChecks(soci::session& sql,
     Parts parts;
     Groups groups;
     for (const auto& [plan, tally] : plans) {
-        Note(tally, parts);
-        AddPasses(sql, plan.first, tally, parts, groups);
+        Note(plan.first, tally, parts);
+        AddComplete(sql, plan.first, tally, parts, groups);
     }
+    // The first condition is that of an index.
+    ForEachCheck(
+        sql, "select run, name, result from check_result where result <> 'PASS' and result = 'FAIL' and position > 0",
+        parts, groups, [](YieldGroup& group, const Part& part, bool /*isPass*/) {
+            if (part.isComplete) {
+                const Part less = {-part.runs, -part.first, -part.last, part.plan, true};
+                Add(group, less, true);
+                Add(group, part, false);
+            }
+        });
     // "cross join" tells SQLite the order to go in; PostgreSQL finds its own.
     ForEachCheck(sql,
-                 "run r cross join check_result c cross join plan p where r.verdict = 'FAIL' and c.run = r.number and "
-                 "c.position > 0 and c.result in ('PASS', 'FAIL') and p.number = r.plan",
-                 parts, groups, [](YieldGroup& group, const Part& part, const std::string& result) {
-                     Add(group, part, result == Word(Result::Pass));
-                 });
-    ForEachCheck(sql,
-                 "check_result c cross join run r cross join plan p where c.result <> 'PASS' and r.number = c.run and "
-                 "r.verdict = 'PASS' and p.number = r.plan",
-                 parts, groups, [](YieldGroup& group, const Part& part, const std::string& result) {
-                     const Part less = {-part.runs, -part.first, -part.last};
-                     Add(group, less, true);
-                     if (result == Word(Result::Fail)) {
-                         Add(group, part, false);
-                     }
-                 });
+                 "select c.run, c.name, c.result from run r cross join check_result c where "
+                 "r.verdict in ('PASS', 'FAIL') and r.passed + r.failed <> r.planned and c.run = r.number and "
+                 "c.position > 0 and c.result in ('PASS', 'FAIL')",
+                 parts, groups, [](YieldGroup& group, const Part& part, bool isPass) { Add(group, part, isPass); });
     std::vector<YieldGroup> yields;
     for (auto& [name, group] : groups) {
         std::tie(group.plan, group.name) = name;

@@ -134,6 +134,9 @@ void Database::Open(const soci::backend_factory& factory, const std::string& par
 
 void Database::Prepare()
 {
+    if (!m_isSqlite) {
+        Do([](soci::session& sql) { sql << "set jit = off"; });  // to compile a question takes longer than the answer
+    }
     bool isUpToDate = false;
     Do([&](soci::session& sql) { isUpToDate = IsUpToDate(sql, m_isSqlite); });
     if (!isUpToDate) {

@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <limits>
+#include <map>
+#include <sstream>
 
 namespace Station {
 
@@ -19,31 +22,45 @@ struct Sums {
     double most = 0;
     double deviations = 0;
     double squares = 0;
+
+    /// Of the squares of the deviations from the mean.
+    [[nodiscard]] double Spread() const { return squares - deviations * deviations / static_cast<double>(count); }
+    /// A pivot far from all values: what is left of their squares is mostly rounding.
+    [[nodiscard]] bool AreRough() const
+    {
+        constexpr double SURE = 1e-6;
+        return Spread() < SURE * squares;
+    }
+    [[nodiscard]] double Mean(double pivot) const
+    {
+        return std::clamp(pivot + deviations / static_cast<double>(count), least, most);
+    }
 };
 
-/// Nearly all runs count: it is several times faster to leave out the others than to look each up.
+using Pivots = std::map<Integer, double>;  // of the numbers of values
+
+/// Nearly all runs are judged: it is faster to leave out the others than to look each up. The plus sign keeps SQLite
+/// from seeking each run by itself.
 std::string Counting(const Selection& selection)
 {
-    return " from measured where quantity = :quantity and number between -1e150 and 1e150 and run >= " +
-           std::to_string(selection.first) + " and run <= " + std::to_string(selection.last) +
-           " and run not in (select number from run where verdict is null or verdict not in ('PASS', 'FAIL'))"
+    return " m.number between -1e150 and 1e150 and m.run >= " + std::to_string(selection.first) +
+           " and m.run <= " + std::to_string(selection.last) +
+           " and m.run not in (select number from run where verdict is null or verdict not in ('PASS', 'FAIL'))"
            " and (" +
-           (selection.isWhole ? "1 = 1 or " : "") + "run not in (select r.number from run r where not (" +
-           selection.Condition() + ")))";
+           (selection.isWhole ? "1 = 1 or " : "") + "+m.run in (select r.number from run r where " +
+           selection.Condition() + "))";
 }
 
 void Fill(ValueStatistics& value, const Sums& sums, double pivot)
 {
-    const auto count = static_cast<double>(sums.count);
     value.count = sums.count;
     value.least = sums.least;
     value.most = sums.most;
-    value.mean = std::clamp(pivot + sums.deviations / count, sums.least, sums.most);
+    value.mean = sums.Mean(pivot);
     if (sums.count < 2) {
         return;
     }
-    const double variance = (sums.squares - sums.deviations * sums.deviations / count) / (count - 1);
-    value.deviation = std::sqrt(std::max(0.0, variance));
+    value.deviation = std::sqrt(std::max(0.0, sums.Spread()) / static_cast<double>(sums.count - 1));
     if (!(*value.deviation > 0)) {
         return;
     }
@@ -69,6 +86,78 @@ std::vector<ValueStatistics> ReadQuantities(soci::session& sql, const std::strin
         quantities.push_back(value);
     }
     return quantities;
+}
+
+/// One of each value's numbers, whether its run counts or not.
+Pivots FirstPivots(soci::session& sql, const Selection& selection)
+{
+    Pivots pivots;
+    Integer number = 0;
+    std::optional<double> pivot;
+    soci::statement rows =
+        (sql.prepare << "select q.number, (select m.number from measured m where m.quantity = q.number and "
+                        "m.number between -1e150 and 1e150 and m.run >= " +
+                            std::to_string(selection.first) + " and m.run <= " + std::to_string(selection.last) +
+                            " order by m.run limit 1) from quantity q where :plan = '' or q.plan = :plan",
+         into(number), into(pivot), use(selection.plan, "plan"));
+    rows.execute();
+    while (rows.fetch()) {
+        if (pivot) {
+            pivots[number] = *pivot;
+        }
+    }
+    return pivots;
+}
+
+/// "(1, cast(3.3 as double precision)), (2, ...": a table of SQL.
+std::string Rows(const Pivots& pivots)
+{
+    std::ostringstream rows;
+    rows.precision(std::numeric_limits<double>::max_digits10);
+    for (const auto& [number, pivot] : pivots) {
+        rows << (rows.tellp() > 0 ? ", (" : "(") << number << ", cast(" << pivot << " as double precision))";
+    }
+    return rows.str();
+}
+
+/// Of all values at once. The cross joins let SQLite go from value to value, each in the order of its runs.
+std::map<Integer, Sums> ReadSums(soci::session& sql, const Selection& selection, const Pivots& pivots)
+{
+    std::map<Integer, Sums> sums;
+    if (pivots.empty()) {
+        return sums;
+    }
+    Integer number = 0;
+    Sums read;
+    soci::statement rows =
+        (sql.prepare << "with pivot (number, place) as (values " + Rows(pivots) +
+                            ") select q.number, count(*), min(m.number), max(m.number), sum(m.number - p.place), "
+                            "sum((m.number - p.place) * (m.number - p.place)) from quantity q cross join pivot p "
+                            "cross join measured m where p.number = q.number and m.quantity = q.number and" +
+                            Counting(selection) + " group by q.number",
+         into(number), into(read.count), into(read.least), into(read.most), into(read.deviations), into(read.squares),
+         use(selection.station, "station"));
+    rows.execute();
+    while (rows.fetch()) {
+        sums[number] = read;
+    }
+    return sums;
+}
+
+/// However far the values are from zero, the sums of squares do not cancel out: should the first pivots turn out to be
+/// far from them, the means are the next ones.
+void Measure(soci::session& sql, const Selection& selection, Pivots& pivots, std::map<Integer, Sums>& sums)
+{
+    sums = ReadSums(sql, selection, pivots);
+    Pivots better;
+    for (const auto& [number, read] : sums) {
+        if (read.AreRough()) {
+            better[number] = pivots[number] = read.Mean(pivots[number]);
+        }
+    }
+    for (const auto& [number, read] : ReadSums(sql, selection, better)) {
+        sums[number] = read;
+    }
 }
 
 /// 1, 2 or 5 times a power of ten, and not less than the number.
@@ -104,27 +193,18 @@ std::vector<Bin> EmptyBins(const ValueStatistics& value)
 
 std::vector<ValueStatistics> ReadStatistics(soci::session& sql, const Selection& selection, std::optional<Integer> only)
 {
-    const std::string condition = Counting(selection);
+    Pivots pivots = FirstPivots(sql, selection);
+    if (only) {
+        pivots = pivots.count(*only) > 0 ? Pivots{{*only, pivots[*only]}} : Pivots();
+    }
+    std::map<Integer, Sums> sums;
+    Measure(sql, selection, pivots, sums);
     std::vector<ValueStatistics> statistics;
     for (ValueStatistics& value : ReadQuantities(sql, selection.plan)) {
-        if (value.number != only.value_or(value.number)) {
-            continue;
+        if (const auto found = sums.find(value.number); found != sums.end()) {
+            Fill(value, found->second, pivots[value.number]);
+            statistics.push_back(value);
         }
-        // The pivot is one of the values: however far they are from zero, the sums of squares do not cancel out.
-        double pivot = 0;
-        sql << "select number" + condition + " limit 1", into(pivot), use(value.number, "quantity"),
-            use(selection.station, "station");
-        if (!sql.got_data()) {
-            continue;
-        }
-        Sums sums;
-        sql << "select count(*), min(number), max(number), sum(number - :pivot), "
-               "sum((number - :pivot) * (number - :pivot))" +
-                   condition,
-            into(sums.count), into(sums.least), into(sums.most), into(sums.deviations), into(sums.squares),
-            use(pivot, "pivot"), use(value.number, "quantity"), use(selection.station, "station");
-        Fill(value, sums, pivot);
-        statistics.push_back(value);
     }
     return statistics;
 }
@@ -134,8 +214,9 @@ std::vector<Bin> ReadBins(soci::session& sql, const Selection& selection, const 
     constexpr std::size_t BATCH = 5000;
     std::vector<Bin> bins = EmptyBins(value);
     std::vector<double> numbers(BATCH);
-    soci::statement rows = (sql.prepare << "select number" + Counting(selection), into(numbers),
-                            use(value.number, "quantity"), use(selection.station, "station"));
+    soci::statement rows =
+        (sql.prepare << "select m.number from measured m where m.quantity = :quantity and" + Counting(selection),
+         into(numbers), use(value.number, "quantity"), use(selection.station, "station"));
     rows.execute();
     while (rows.fetch()) {
         for (const double number : numbers) {

@@ -26,6 +26,7 @@ struct JudgedRun {
     Integer number = 0;
     Integer plan = 0;
     bool isPass = false;
+    bool isComplete = false;  ///< each check of its plan passed or failed
 };
 
 /// Is told them in the order in which they took place; units are numbered.

@@ -145,9 +145,11 @@ std::vector<Integer> SortRuns(soci::session& sql, Sorter& sorter, std::map<Verdi
     std::vector<std::string> hosts(BATCH);
     std::vector<Integer> starts(BATCH);
     std::vector<std::string> verdicts(BATCH);
-    soci::statement rows = (sql.prepare << "select number, unit, plan, host, started, coalesce(verdict, '') from run "
-                                           "order by ordinal, number",
-                            into(numbers), into(units), into(plans), into(hosts), into(starts), into(verdicts));
+    std::vector<int> areComplete(BATCH);
+    soci::statement rows =
+        (sql.prepare << "select number, unit, plan, host, started, coalesce(verdict, ''), case when passed + failed = "
+                        "planned then 1 else 0 end from run order by ordinal, number",
+         into(numbers), into(units), into(plans), into(hosts), into(starts), into(verdicts), into(areComplete));
     rows.execute();
     while (rows.fetch()) {
         for (std::size_t i = 0; i < numbers.size(); ++i) {
@@ -157,8 +159,10 @@ std::vector<Integer> SortRuns(soci::session& sql, Sorter& sorter, std::map<Verdi
             }
             const bool isPass = verdicts[i] == Word(Verdict::Pass);
             if (isPass || verdicts[i] == Word(Verdict::Fail)) {
-                const std::string own = '\n' + std::to_string(numbers[i]);  // a unit without a number has no other run
-                sorter.Take({{numbers[i], plans[i], isPass}, units[i].empty() ? own : units[i], hosts[i], starts[i]},
+                if (units[i].empty()) {
+                    units[i] = '\n' + std::to_string(numbers[i]);  // a unit without a number has no other run
+                }
+                sorter.Take({{numbers[i], plans[i], isPass, areComplete[i] != 0}, units[i], hosts[i], starts[i]},
                             isWithin);
             } else if (isWithin && verdicts[i].empty()) {
                 open.push_back(numbers[i]);
@@ -172,6 +176,7 @@ std::vector<Integer> SortRuns(soci::session& sql, Sorter& sorter, std::map<Verdi
         hosts.resize(BATCH);
         starts.resize(BATCH);
         verdicts.resize(BATCH);
+        areComplete.resize(BATCH);
     }
     return open;
 }

@@ -77,9 +77,9 @@ protected:
     ~HistoryTest() override { std::filesystem::remove_all(m_folder); }
 
     [[nodiscard]] std::string File(const std::string& name) const { return m_folder + '/' + name; }
-    /// A run that took place after all others, whatever the clock said; returns its UUID.
+    /// A run that took place after all others, whatever the clock said; returns its UUID. More checks were planned.
     std::string Add(const std::string& unit, const std::vector<CheckRecord>& checks, std::chrono::minutes at = {},
-                    const std::string& plan = "Plan", Verdict verdict = Verdict::Pass)
+                    const std::string& plan = "Plan", Verdict verdict = Verdict::Pass, std::size_t more = 0)
     {
         RunRecord run;
         run.id = NewUuid();
@@ -87,7 +87,7 @@ protected:
         run.planName = plan;
         run.host = "station";
         run.start = run.end = NOON + at;
-        run.planned = checks.size();
+        run.planned = checks.size() + more;
         run.checks = checks;
         run.isKept = true;
         run.verdict = verdict == Verdict::Pass ? Judge(run) : verdict;
@@ -125,7 +125,7 @@ TEST_F(HistoryTest, YieldCountsUnitsByTheirFirstAndLastRuns)
     Add("1", {GOOD_A, GOOD_B}, -2000min);  // the clock was set back: the unit's last run all the same
     Add("3", {GOOD_A, GOOD_B}, 20min);
     Add("3", {GOOD_A, BAD_B}, 30min);
-    Add("", {BAD_A}, 40min);  // stopped at the failure
+    Add("", {BAD_A}, 40min, "Plan", Verdict::Fail, 1);  // stopped at the failure
     Add("", {GOOD_A, GOOD_B}, 50min);
     Add("4", {BAD_A, GOOD_B}, 60min);
     Add("4", {BAD_A, GOOD_B}, 70min);
@@ -154,6 +154,19 @@ TEST_F(HistoryTest, YieldCountsUnitsByTheirFirstAndLastRuns)
                 ElementsAre("/2026-11-23: 2 runs, 0 of 0, 1 of 1", "/2026-11-24: 1 runs, 0 of 0, 0 of 1"));
     EXPECT_THAT(Ask({"yield", "--by", "station"}), AllOf(StartsWith("First-pass yield  50.00 % (3 of 6)\n"),
                                                          HasSubstr("\nstation    11  50.00 % (3 of 6)")));
+}
+
+TEST_F(HistoryTest, AChecksYieldIsOfTheRunsThatCarriedItOut)
+{
+    CheckRecord spare = BAD_B;
+    spare.isOptional = true;
+    const CheckRecord leftOut = Checked("b", Result::NotDone);
+    Add("1", {GOOD_A, spare});
+    Add("2", {BAD_A, leftOut});
+    Add("3", {GOOD_A, GOOD_B});
+    EXPECT_THAT(Told(ReadYield(m_database, {std::nullopt, Grouping::Check}).groups),
+                ElementsAre("Plan/a: 3 runs, 2 of 3, 2 of 3", "Plan/b: 2 runs, 1 of 2, 1 of 2"));
+    EXPECT_THAT(Ask({"history", "--unit", "1", "--csv"}), HasSubstr(",PASS,Plan,,2,1,0,")) << "the other is optional";
 }
 
 TEST_F(HistoryTest, FiguresAreOfOneMoment)
@@ -200,6 +213,8 @@ TEST_F(HistoryTest, ValuesAreHeldAgainstTheirLimits)
     EXPECT_DOUBLE_EQ(*values[2].deviation, 4);
     EXPECT_DOUBLE_EQ(*values[2].cpk, (20.0 - 6) / 12) << "of the only limit";
 
+    EXPECT_EQ(ReadYield(m_database, {{}, Grouping::None, {}, "", "station"}).values[0].count, 3);
+    EXPECT_THAT(ReadYield(m_database, {{}, Grouping::None, {}, "", "other"}).values, IsEmpty());
     const auto later = ReadYield(m_database, {NOON}).values;
     EXPECT_EQ(later[2].count, 2) << "run 2 is in between, and was earlier by the clock";
     EXPECT_DOUBLE_EQ(later[2].mean, 6);
