@@ -228,7 +228,7 @@ TEST_F(HistoryTest, YieldIsTheSameInEachForm)
         return Checked("a", result, {{"supply", volt, "V", {2.75, 3.6875, {}}}});
     };
     Add("1", {measured(3.25, Result::Pass), GOOD_B});
-    Add("2", {measured(3.75, Result::Fail)}, 10min);
+    Add("2", {measured(3.75, Result::Fail)}, 10min, "Plan", Verdict::Pass, 1);  // stopped at the failure
     Add("2", {measured(3.5, Result::Pass), GOOD_B}, 20min);
     Add("3", {GOOD_A}, 30min, "Plan", Verdict::NotCounted);
     EXPECT_EQ(Ask({"yield", "--by", "plan"}),
@@ -246,7 +246,7 @@ TEST_F(HistoryTest, YieldIsTheSameInEachForm)
               "\n"
               "Measured values\n"
               "plan  check  value   count  least  mean  most  deviation  Cpk   limits\n"
-              "Plan  a      supply      3   3.25   3.5  3.75  0.25       0.25  2.75 to 3.6875 V\n");
+              "Plan  a      supply      3   3.25  3.5   3.75  0.25       0.25  2.75 to 3.6875 V\n");
     EXPECT_EQ(
         Ask({"yield", "--by", "check", "--csv"}),
         "table,plan,name,runs,first_units,first_passed,first_yield,final_units,final_passed,final_yield,check,units,"
