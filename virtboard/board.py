@@ -4,6 +4,7 @@ import os
 import subprocess
 import time
 from pathlib import Path
+from typing import Callable
 
 from virtboard import image, kernel
 from virtboard.finger import Operator
@@ -24,24 +25,28 @@ def switch_on(folder: Path, with_unit_tests: bool = False) -> Machine:
     return Machine(kernel.image(), root_file_system, folder)
 
 
-def run_plan(machine: Machine, folder: Path, *arguments: str, **options) -> tuple[int, list[tuple[int, int]]]:
-    """Has the station carry the demo's plan out, with an operator and instruments at the board: its exit code, and where the
-    operator has touched the display."""
+def run_plan(machine: Machine, folder: Path, *arguments: str, plan: Path = PLAN, beside: Callable[[], None] = lambda: None,
+             **options) -> tuple[int, list[tuple[int, int]]]:
+    """Has the station carry a plan out, by default the demo's, with an operator and instruments at the board: its exit code, and
+    where the operator has touched the display. Calls `beside` again and again meanwhile."""
     meter = Meter(machine, folder / "meter")
     operator = Operator(machine)
     environment = {**os.environ, "TESTMODE_METER": str(meter.path.resolve()),
                    "XDG_STATE_HOME": str((folder / "state").resolve()),  # the user's own records are not touched
                    "TESTMODE_RECORDS": ""}
+    run = station(machine, "run", "--plan", str(plan), "--set", f"host={PING_ADDRESS}", "--set", "interface=eth0", *arguments,
+                  env=environment, **options)
     try:
-        plan = station(machine, "run", "--plan", str(PLAN), "--set", f"host={PING_ADDRESS}", "--set", "interface=eth0", *arguments,
-                       env=environment, **options)
-        while plan.poll() is None:
+        while run.poll() is None:
             meter.serve()
             operator.look()
+            beside()
             time.sleep(0.02)
     finally:
+        run.kill()  # unless it has ended
+        run.wait()
         meter.close()
-    return plan.returncode, operator.touched
+    return run.returncode, operator.touched
 
 
 def station(machine: Machine, *arguments: str, **options) -> subprocess.Popen:

@@ -13,6 +13,7 @@ from virtboard.shell import Shell
 
 WIDTH, HEIGHT = 800, 480  # of the display, in pixels
 BOOT_SECONDS = 120
+TOUCH_PANEL = "panel"     # its name in QEMU
 TOUCH_RANGE = 0x8000      # of the touch panel's units, in both directions
 
 
@@ -75,6 +76,15 @@ class Machine:
         self._monitor.await_event("DEVICE_DELETED")
         self._monitor.execute("blockdev-del", **{"node-name": image.stem})
 
+    def plug_touch_panel(self) -> None:
+        """Plugs the touch panel in again; the drivers take a moment to find it."""
+        self._monitor.execute("device_add", driver="usb-tablet", id=TOUCH_PANEL, bus="usb.0")
+
+    def unplug_touch_panel(self) -> None:
+        """Pulls the touch panel out; the drivers take a moment to notice."""
+        self._monitor.execute("device_del", id=TOUCH_PANEL)
+        self._monitor.await_event("DEVICE_DELETED")
+
     def set_network_cable(self, is_in: bool) -> None:
         self._monitor.execute("set_link", name="network", up=is_in)
 
@@ -112,6 +122,6 @@ def _qemu_command(kernel: Path, root_file_system: Path, folder: Path, sockets: d
         "-chardev", "pty,id=station", "-chardev", f"socket,id=plug,fd={sockets['plug']}",
         "-device", "pci-serial-2x,chardev1=station,chardev2=plug",
         "-device", f"virtio-gpu-pci,xres={WIDTH},yres={HEIGHT}",
-        "-device", "qemu-xhci,id=usb", "-device", "usb-tablet,bus=usb.0",
+        "-device", "qemu-xhci,id=usb", "-device", f"usb-tablet,bus=usb.0,id={TOUCH_PANEL}",
         "-netdev", "user,id=network", "-device", "virtio-net-pci,netdev=network,romfile=",
     ]
