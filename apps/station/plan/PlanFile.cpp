@@ -33,8 +33,25 @@ std::string ReadFile(const std::string& path)
     return text;
 }
 
+/// A table is made for each dot in a key, one inside the other, and unmaking them takes stack for each.
+void RefuseDeepKeys(const std::string& text, const std::string& name)
+{
+    constexpr int MOST = 100;
+    int line = 1;
+    int dots = 0;
+    for (const char letter : text) {
+        dots = letter == '\n' ? 0 : dots + (letter == '.' ? 1 : 0);
+        line += letter == '\n' ? 1 : 0;
+        if (dots > MOST) {
+            throw PlanError(name + ':' + std::to_string(line) + ":1: has more than " + std::to_string(MOST) +
+                            " dots in a line");
+        }
+    }
+}
+
 toml::table Parse(const std::string& text, const std::string& name)
 {
+    RefuseDeepKeys(text, name);
     try {
         return toml::parse(text, name);
     } catch (const toml::parse_error& error) {
@@ -95,6 +112,10 @@ private:
     static void ReadSerialNumber(Parameters& top, Plan& plan)
     {
         const auto rule = [&plan](const std::string& pattern) -> std::string {
+            constexpr std::size_t MOST = 1000;  // bytes; a regular expression takes stack for each of its brackets
+            if (pattern.size() > MOST) {
+                return "is longer than " + std::to_string(MOST) + " bytes";
+            }
             try {
                 plan.serialNumber.emplace(pattern);
                 return "";
