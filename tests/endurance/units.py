@@ -12,7 +12,7 @@ import urllib.request
 from collections import Counter
 from typing import Callable, Iterator, Optional
 
-from support import OUTPUT, REPOSITORY, STATION, Board, Counts, Failure, Use, until, use_of
+from support import OUTPUT, REPOSITORY, SECONDS, STATION, Board, Counts, Failure, Use, until, use_of
 
 PORTS = 4
 MOST_GROWTH = 8192  # KiB, of the station
@@ -98,11 +98,11 @@ class Place:
         failed = {name for name, result in zip(CHECKS, panel["results"]) if result["result"] != "PASS"}
         carried_out = len(panel["results"])
         expected = self._faults.get(self._story, set())
+        word = "FAIL" if expected else "PASS"
+        is_right = panel["word"] == word and failed == expected and carried_out == len(CHECKS)
         if self._story in (ABSENT, GONE):
-            is_right = panel["word"] in ("FAIL", "STOP")
-        else:
-            is_right = (failed == expected and carried_out == len(CHECKS)
-                        and panel["word"] == ("FAIL" if expected else "PASS"))
+            has_passed = self._story == GONE and is_right  # before its board went
+            is_right = has_passed or panel["word"] in ("FAIL", "STOP")
         story = self._story or "healthy"
         return "" if is_right else f"{panel['unit']}, {story}: {panel['word']} after {carried_out} checks, failed {failed}"
 
@@ -131,7 +131,7 @@ class Line:
 
     def use(self, descriptors: Optional[int] = None) -> Use:
         """Of the station, with that many descriptors as soon as it has so few: connections end a little later."""
-        end = time.monotonic() + 10
+        end = time.monotonic() + SECONDS
         while (use := use_of(self._station.process)).descriptors != descriptors and descriptors and time.monotonic() < end:
             time.sleep(0.1)
         return use
