@@ -15,8 +15,8 @@ namespace IOCTL {
 
 /// A touch position as tslib reports it.
 struct tTOUCHXY {
-    std::int32_t nX;
-    std::int32_t nY;
+    std::int32_t nX;  ///< pixels from the left
+    std::int32_t nY;  ///< pixels from the top
 };
 
 /// Shows five targets one after the other and records where each was touched.

@@ -66,8 +66,8 @@ inline constexpr unsigned char CMD_ERROR = CMD_CONFIRM_TEST_MODE;
 
 /// A command code and its name.
 struct UART_COMMAND_T {
-    unsigned char code;
-    const char* name;
+    unsigned char code;  ///< as in the frame
+    const char* name;    ///< that of its constant
 };
 
 /// Every command that a received frame may carry, in the order of the codes.

@@ -11,6 +11,7 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 from pathlib import Path
 from typing import Callable
 
@@ -82,14 +83,27 @@ def unpack(architecture: str, folder: Path, choose: Callable[[Apt], list[str]], 
     step("Unpacking them")
     for package in archives:
         run("dpkg-deb", "--extract", package, folder)
+        _keep_library_lists(package, folder)
     done.write_text(stamp)
     return True
+
+
+def _keep_library_lists(package: Path, folder: Path) -> None:
+    """Appends what a package says of its libraries to the lists in `folder`/DEBIAN, where dpkg-shlibdeps reads them."""
+    lists = folder / "DEBIAN"
+    lists.mkdir(exist_ok=True)
+    with tempfile.TemporaryDirectory() as control:
+        run("dpkg-deb", "--control", package, control)
+        for source in (Path(control, "symbols"), Path(control, "shlibs")):
+            if source.exists():
+                with (lists / source.name).open("a") as target:
+                    target.write(source.read_text())
 
 
 def sysroot(architecture: str) -> Path:
     """The libraries that a cross build needs, with their headers, laid out like a root file system."""
     folder = BUILD / "sysroot" / architecture
-    unpack(architecture, folder, lambda apt: LIBRARIES, " ".join(LIBRARIES))
+    unpack(architecture, folder, lambda apt: LIBRARIES, "with lists: " + " ".join(LIBRARIES))
     return folder
 
 

@@ -25,6 +25,7 @@ public:
 
     /// Asks users of this host to log more of what they do; off unless set. Any thread.
     void SetTrace(bool on) { m_trace = on; }
+    /// Whether that was asked. Any thread.
     [[nodiscard]] bool IsTrace() const { return m_trace; }
 
 private:

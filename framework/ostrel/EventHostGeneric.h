@@ -8,6 +8,7 @@ namespace Ostrel::Event {
 /// A host that is constructed with its name.
 class EventHostGeneric : public EventHost {
 public:
+    /// Takes a copy of the name.
     explicit EventHostGeneric(const char* name);
     ~EventHostGeneric() override;
 };

@@ -11,6 +11,7 @@ namespace Ostrel::Common {
 /// whoever catches one does not delete it.
 class Exception {
 public:
+    /// Takes a copy of the text. Use `Throw`.
     explicit Exception(const char* message);
     Exception(const Exception&) = delete;
     Exception& operator=(const Exception&) = delete;
