@@ -10,4 +10,5 @@ endforeach()
 add_library(testmode::ostrel SHARED IMPORTED)
 set_target_properties(testmode::ostrel PROPERTIES
   IMPORTED_LOCATION ${TESTMODE_OSTREL_ROOT}/lib/libOstrel.so
+  IMPORTED_NO_SONAME ON  # or a library without one would be looked for at the place where it is now
   INTERFACE_INCLUDE_DIRECTORIES ${TESTMODE_OSTREL_ROOT}/include)
