@@ -5,6 +5,7 @@
 #include <chrono>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <type_traits>
 
 namespace Station {
 
@@ -39,10 +40,14 @@ template <class Held>
 Held Member(const Json& body, const char* name)
 {
     try {
-        return body.at(name).get<Held>();
-    } catch (const Json::exception&) {
-        throw RequestError(BAD_REQUEST, std::string("'") + name + "' is missing, or of a wrong type.");
+        const Json& member = body.at(name);
+        const bool isWhole = std::is_integral_v<Held> && !std::is_same_v<Held, bool>;
+        if (!isWhole || member.is_number_integer()) {  // a fraction may be too large to be converted
+            return member.get<Held>();
+        }
+    } catch (const Json::exception&) {  // told below, as a fraction is
     }
+    throw RequestError(BAD_REQUEST, std::string("'") + name + "' is missing, or of a wrong type.");
 }
 
 /// Place of the panel that a request names.

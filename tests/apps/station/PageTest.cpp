@@ -270,6 +270,7 @@ TEST_F(StationPage, NobodyElseChangesAnythingOrReadsAFile)
     EXPECT_THAT(Post("/api/stop", "[1]", "Host: bench.example\r\nOrigin: https://bench.example" + json),
                 HasSubstr("has to be a JSON object"));
     EXPECT_THAT(Post("/api/scan", R"({"text": 1})"), HasSubstr(" 400 "));
+    EXPECT_THAT(Post("/api/scan", R"({"text": "A-1", "panel": 1e99})"), HasSubstr("of a wrong type"));
     EXPECT_THAT(Post("/api/scan", R"({"text": "A-1", "panel": 9})"), HasSubstr("There is no panel 9."));
     for (const std::string path : {"/../plan.toml", "/..%2f..%2fetc/passwd", "//etc/passwd", "/static/bench.html"}) {
         EXPECT_THAT(Get(path), HasSubstr(" 404 ")) << path;
