@@ -43,7 +43,8 @@ void FakeBoard::AwaitUnread(int count) const
     int unread = -1;
     while (unread != count && !m_stop) {
         ioctl(m_station, FIONREAD, &unread);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));  // yielding, it would lose its turn on a busy machine
+        // Yielding, it would lose its turn on a busy machine.
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 
