@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t MOST_CONNECTIONS = 64;
 constexpr std::size_t MOST_PATH = 256;  // bytes; matching a regular expression takes stack for each
-constexpr std::chrono::milliseconds ROOM_LIMIT{100};
+constexpr std::chrono::milliseconds ROOM_LIMIT{1000};
 constexpr std::chrono::milliseconds RETRY_INTERVAL{100};
 
 using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
