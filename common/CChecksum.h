@@ -3,6 +3,7 @@
 
 #include "common/Export.h"
 
+/// Checksums.
 namespace Common::Convertor {
 
 /// Checksums over blocks of bytes. Stateless: any thread may call it.

@@ -7,6 +7,7 @@
 #include "ostrel/EventHandler.h"
 #include "ostrel/EventHostGeneric.h"
 
+/// Events between the library and the application.
 namespace Common::Event {
 
 /// A named host on the event bus, and the process-wide operations that every user of the bus shares.

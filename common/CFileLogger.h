@@ -5,6 +5,7 @@
 
 #include "common/Export.h"
 
+/// The system log.
 namespace Common::Logger {
 
 /// Writes lines to the system log under the name of its holder.

@@ -6,6 +6,7 @@
 #include "common/CFileLogger.h"
 #include "common/Export.h"
 
+/// The hardware checks, and the display.
 namespace IOCTL {
 
 /// An image and how it is drawn. Pixels are 32-bit words 0x00RRGGBB in the processor's order, row by row from the top.

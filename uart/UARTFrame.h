@@ -14,10 +14,11 @@
 
 #include "common/CChecksum.h"
 
+/// The serial test link: frames, and the classes that receive and send them.
 namespace UART {
 
-inline constexpr unsigned char UART_START_BYTE = 0x5A;
-inline constexpr unsigned char UART_END_BYTE = 0x03;
+inline constexpr unsigned char UART_START_BYTE = 0x5A;  ///< first byte of every frame
+inline constexpr unsigned char UART_END_BYTE = 0x03;    ///< last byte of every frame
 
 /// Size of every frame buffer, and the most that one read or write call moves, in bytes.
 inline constexpr int UART_BUF_SIZE = 4096;
@@ -37,8 +38,8 @@ struct UART_TAIL_T {
     std::uint8_t end;    ///< UART_END_BYTE
 };
 
-inline constexpr int UART_HDR_LEN = sizeof(UART_HDR_T);
-inline constexpr int UART_TAIL_LEN = sizeof(UART_TAIL_T);
+inline constexpr int UART_HDR_LEN = sizeof(UART_HDR_T);    ///< bytes
+inline constexpr int UART_TAIL_LEN = sizeof(UART_TAIL_T);  ///< bytes
 static_assert(UART_HDR_LEN == 3 && UART_TAIL_LEN == 2, "the records lie on the wire without padding");
 
 /// Size of every frame that the board receives, in bytes.
@@ -46,21 +47,21 @@ inline constexpr int UART_FRAME_LEN = UART_HDR_LEN + UART_BODY_LEN + UART_TAIL_L
 /// Most data bytes that fit a frame buffer.
 inline constexpr int UART_MAX_DATA_LEN = UART_BUF_SIZE - UART_HDR_LEN - UART_TAIL_LEN;
 
-// Command codes of received frames.
-inline constexpr unsigned char CMD_READ_VERSION = 1;
-inline constexpr unsigned char CMD_COMM_TEST = 2;
-inline constexpr unsigned char CMD_GPO_TEST = 3;
-inline constexpr unsigned char CMD_GPI_TEST = 4;
-inline constexpr unsigned char CMD_PWM_OUT_TEST = 5;
-inline constexpr unsigned char CMD_ADC_IN_TEST = 6;
-inline constexpr unsigned char CMD_SPEAKER_OUT_TEST = 7;
-inline constexpr unsigned char CMD_EXT_DEVICE_TEST = 8;
-inline constexpr unsigned char CMD_LCD_BLU_TEST = 9;
-inline constexpr unsigned char CMD_TOUCH_TEST = 10;
-inline constexpr unsigned char CMD_RTC_TEST = 11;
-inline constexpr unsigned char CMD_RAM_TEST = 12;
-inline constexpr unsigned char CMD_FLASH_TEST = 13;
-inline constexpr unsigned char CMD_CONFIRM_TEST_MODE = 255;
+// Command codes of received frames, and what each tests.
+inline constexpr unsigned char CMD_READ_VERSION = 1;         ///< versions of the hardware and of the library
+inline constexpr unsigned char CMD_COMM_TEST = 2;            ///< the second serial port, with a loopback plug
+inline constexpr unsigned char CMD_GPO_TEST = 3;             ///< digital outputs
+inline constexpr unsigned char CMD_GPI_TEST = 4;             ///< digital inputs
+inline constexpr unsigned char CMD_PWM_OUT_TEST = 5;         ///< PWM outputs
+inline constexpr unsigned char CMD_ADC_IN_TEST = 6;          ///< analogue inputs
+inline constexpr unsigned char CMD_SPEAKER_OUT_TEST = 7;     ///< speaker
+inline constexpr unsigned char CMD_EXT_DEVICE_TEST = 8;      ///< USB disk, file, network
+inline constexpr unsigned char CMD_LCD_BLU_TEST = 9;         ///< display and its backlight
+inline constexpr unsigned char CMD_TOUCH_TEST = 10;          ///< touch panel
+inline constexpr unsigned char CMD_RTC_TEST = 11;            ///< real-time clock
+inline constexpr unsigned char CMD_RAM_TEST = 12;            ///< memory
+inline constexpr unsigned char CMD_FLASH_TEST = 13;          ///< flash memory
+inline constexpr unsigned char CMD_CONFIRM_TEST_MODE = 255;  ///< whether the board is in test mode
 /// Command code of the board's error frame, whose 26 data bytes are all 0xFF.
 inline constexpr unsigned char CMD_ERROR = CMD_CONFIRM_TEST_MODE;
 

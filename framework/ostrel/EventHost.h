@@ -5,6 +5,7 @@
 
 #include "ostrel/String.h"
 
+/// Events and their handlers.
 namespace Ostrel::Event {
 
 class EventMessage;

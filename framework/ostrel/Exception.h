@@ -5,6 +5,7 @@
 
 #include "ostrel/String.h"
 
+/// What the rest of the framework is built on.
 namespace Ostrel::Common {
 
 /// Base of the framework's exceptions. They are thrown as pointers with `Throw` and stay the framework's own:

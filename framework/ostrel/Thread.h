@@ -5,6 +5,7 @@
 #include <memory>
 #include <thread>
 
+/// Threads.
 namespace Ostrel::Service {
 
 /// Base of classes that do their work on a thread of their own. `Start`, `Stop(true)` and destruction belong to one
