@@ -15,7 +15,7 @@ constexpr int LAST_BYTE = UART::UART_BODY_LEN - 1;
 struct Field {
     std::string name;
     std::string type = "u8";
-    int at = 1;  // data byte; 0 is the status
+    int at = 0;  // data byte, from 1; 0 is the status
     bool isLittle = false;
     int bit = 0;   // of type bits: the lowest
     int bits = 1;  // and how many

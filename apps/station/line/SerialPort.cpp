@@ -1,6 +1,7 @@
 // The station's serial port: opened raw and for this program alone, closed with the object.
 #include "apps/station/line/SerialPort.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <system_error>
@@ -114,7 +115,7 @@ Bytes SerialPort::Read(std::chrono::milliseconds wait)
     if (count < 0 && errno != EAGAIN && errno != EINTR) {
         Fail("cannot read from", errno);
     }
-    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return bytes;
 }
 

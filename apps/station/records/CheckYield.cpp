@@ -113,7 +113,10 @@ std::vector<YieldGroup> YieldOfChecks(soci::session& sql,
         sql, "select run, name, result from check_result where result <> 'PASS' and result = 'FAIL' and position > 0",
         parts, groups, [](YieldGroup& group, const Part& part, bool /*isPass*/) {
             if (part.isComplete) {
-                const Part less = {-part.runs, -part.first, -part.last, part.plan, true};
+                Part less = part;
+                less.runs = -part.runs;
+                less.first = -part.first;
+                less.last = -part.last;
                 Add(group, less, true);
                 Add(group, part, false);
             }

@@ -74,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{CHECK + "kind = 'command'\ncode = 6\ndata = "
                       "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20,21,22,23,24,25,26,27]\n",
               "'data': expected a list of 0 to 26 bytes, found 27"},
-        Wrong{CHECK + "kind = 'command'\ncode = 'ADC_IN_TSET'\n", "did you mean CMD_ADC_IN_TEST?"},
+        Wrong{CHECK + "kind = 'command'\ncode = 'CMD_ADC_IN_TSET'\n", "did you mean CMD_ADC_IN_TEST?"},
         Wrong{CHECK + "kind = 'command'\n", "'code' is missing"}, Wrong{Command("least = 1"), "'at' is missing"},
         Wrong{Command("at = 24, type = 'u32'"), "the value reaches beyond data byte 25"},
         Wrong{Command("at = 1, least = 2, most = 1"), "'least' is above 'most'"},
