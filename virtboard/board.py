@@ -4,7 +4,7 @@ import os
 import subprocess
 import time
 from pathlib import Path
-from typing import Callable
+from typing import Callable, Optional
 
 from virtboard import image, kernel
 from virtboard.finger import Operator
@@ -17,12 +17,12 @@ PLAN = image.REPOSITORY / "apps/station/plans/demo.toml"
 PING_ADDRESS = "10.0.2.2"  # QEMU's own host on the user network
 
 
-def switch_on(folder: Path, with_unit_tests: bool = False) -> Machine:
-    """Builds whatever is missing and boots the board, with its files in `folder`."""
+def switch_on(folder: Path, with_unit_tests: bool = False, disk: Optional[Path] = None) -> Machine:
+    """Builds whatever is missing and boots the board, with its files in `folder`; with a `disk` the system that is on it."""
     root_file_system = image.build(with_unit_tests)
     folder.mkdir(parents=True, exist_ok=True)
     step("Booting the board")
-    return Machine(kernel.image(), root_file_system, folder)
+    return Machine(kernel.image(), root_file_system, folder, disk)
 
 
 def run_plan(machine: Machine, folder: Path, *arguments: str, plan: Path = PLAN, beside: Callable[[], None] = lambda: None,

@@ -13,8 +13,8 @@ SOURCE = Path(__file__).parent / "module"
 FOLDER = packages.BUILD / "virtboard/kernel"
 CROSS_COMPILE = "arm-linux-gnueabihf-"
 DRIVERS = [
-    "virtio_pci", "virtio_console", "virtio_gpu", "virtio_net", "xhci_pci", "usb_storage", "sd_mod", "vfat", "nls_cp437",
-    "nls_ascii", "usbhid", "hid_generic", "evdev",
+    "virtio_pci", "virtio_console", "virtio_gpu", "virtio_net", "virtio_blk", "xhci_pci", "usb_storage", "sd_mod", "ext4", "vfat",
+    "nls_cp437", "nls_ascii", "usbhid", "hid_generic", "evdev",
 ]
 OTHER_PROCESSORS = {"crct10dif-arm-ce"}  # modules for instructions that the board's processor lacks
 

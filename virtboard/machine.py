@@ -5,6 +5,7 @@ import socket
 import subprocess
 import time
 from pathlib import Path
+from typing import Optional
 
 from virtboard.picture import Picture
 from virtboard.plug import LoopbackPlug
@@ -12,7 +13,7 @@ from virtboard.qmp import Monitor
 from virtboard.shell import Shell
 
 WIDTH, HEIGHT = 800, 480  # of the display, in pixels
-BOOT_SECONDS = 120
+BOOT_SECONDS = 300        # with a whole system on a disk, on a busy host
 TOUCH_PANEL = "panel"     # its name in QEMU
 TOUCH_RANGE = 0x8000      # of the touch panel's units, in both directions
 
@@ -21,14 +22,15 @@ class Machine:
     """A board that is on from construction to `power_off`. Used by one thread at a time.
 
     `station_line` is the station's end of the board's first serial port, `plug` sits on the second, `shell` runs
-    commands on the board. `folder` gets what the board's console prints, in "console".
+    commands on the board. `folder` gets what the board's console prints, in "console". With a `disk` the board runs the system
+    on it in place of the one in `root_file_system`, which is in memory.
     """
 
-    def __init__(self, kernel: Path, root_file_system: Path, folder: Path):
+    def __init__(self, kernel: Path, root_file_system: Path, folder: Path, disk: Optional[Path] = None):
         self._folder = folder
         ends = {name: socket.socketpair() for name in ("monitor", "host", "plug")}
         theirs = {name: pair[1].fileno() for name, pair in ends.items()}
-        command = _qemu_command(kernel, root_file_system, folder, theirs)
+        command = _qemu_command(kernel, root_file_system, disk, folder, theirs)
         with (folder / "qemu.log").open("wb") as log:
             self._qemu = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                                           pass_fds=theirs.values())
@@ -109,12 +111,13 @@ def _finger(down: bool) -> dict:
     return {"type": "btn", "data": {"button": "left", "down": down}}
 
 
-def _qemu_command(kernel: Path, root_file_system: Path, folder: Path, sockets: dict[str, int]) -> list[str]:
-    return [
+def _qemu_command(kernel: Path, root_file_system: Path, disk: Optional[Path], folder: Path,
+                  sockets: dict[str, int]) -> list[str]:
+    command = [
         "qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15", "-smp", "2", "-m", "256",
         "-nodefaults", "-no-reboot", "-display", "none",
         "-kernel", str(kernel), "-initrd", str(root_file_system),
-        "-append", "console=ttyAMA0 loglevel=4 panic=-1",
+        "-append", "console=ttyAMA0 loglevel=4 panic=-1 net.ifnames=0" + (" root=/dev/vda" if disk else ""),
         "-chardev", f"file,id=console,path={folder}/console", "-serial", "chardev:console",
         "-chardev", f"socket,id=monitor,fd={sockets['monitor']}", "-mon", "chardev=monitor,mode=control",
         "-chardev", f"socket,id=host,fd={sockets['host']}", "-device", "virtio-serial-pci",
@@ -125,3 +128,6 @@ def _qemu_command(kernel: Path, root_file_system: Path, folder: Path, sockets: d
         "-device", "qemu-xhci,id=usb", "-device", f"usb-tablet,bus=usb.0,id={TOUCH_PANEL}",
         "-netdev", "user,id=network", "-device", "virtio-net-pci,netdev=network,romfile=",
     ]
+    if disk:
+        command += ["-drive", f"if=none,id=disk,format=raw,file={disk}", "-device", "virtio-blk-pci,drive=disk"]
+    return command
