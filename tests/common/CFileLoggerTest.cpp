@@ -60,34 +60,30 @@ TEST_F(FileLogger, LeavesErrnoAlone)
     EXPECT_EQ(errno, EAGAIN);
 }
 
-struct Dump {
-    int length;
-    const char* title;
-    std::vector<std::string> rows;
-};
-
-class FileLoggerDump : public FileLogger, public testing::WithParamInterface<Dump> {};
-
-TEST_P(FileLoggerDump, WritesRows)
+TEST_F(FileLogger, DumpsBytesInRows)
 {
-    unsigned char data[48];
+    unsigned char data[32];
     for (unsigned char i = 0; i < sizeof data; ++i) {
         data[i] = static_cast<unsigned char>(0xF0 + i);
     }
-    CFileLogger("x").WriteInfo(data, GetParam().length, GetParam().title);
-    EXPECT_EQ(TakeTexts(), GetParam().rows);
+    const std::string row = "F0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF\n";
+    const struct {
+        int length;
+        const char* title;
+        Texts rows;
+    } dumps[] = {{3, "Send Packet : ", {"[D] Send Packet : F0F1F2\n"}},
+                 {16, "t ", {"[D] t " + row}},
+                 {17, "t ", {"[D] t " + row, "[D] t 00\n"}},
+                 {32, "", {"[D] " + row, "[D] 000102030405060708090A0B0C0D0E0F\n"}},
+                 {2, nullptr, {"[D] F0F1\n"}},
+                 {0, "empty", {"[D] empty\n"}},
+                 {0, nullptr, {"[D] \n"}},
+                 {-1, "none", {}}};
+    for (const auto& [length, title, rows] : dumps) {
+        CFileLogger("x").WriteInfo(data, length, title);
+        EXPECT_EQ(TakeTexts(), rows) << length << " bytes";
+    }
 }
-
-constexpr auto ROW = "F0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF";
-
-INSTANTIATE_TEST_SUITE_P(
-    Lengths, FileLoggerDump,
-    testing::Values(Dump{3, "Send Packet : ", {"[D] Send Packet : F0F1F2\n"}},
-                    Dump{16, "t ", {std::string("[D] t ") + ROW + "\n"}},
-                    Dump{17, "t ", {std::string("[D] t ") + ROW + "\n", "[D] t 00\n"}},
-                    Dump{32, "", {std::string("[D] ") + ROW + "\n", "[D] 000102030405060708090A0B0C0D0E0F\n"}},
-                    Dump{2, nullptr, {"[D] F0F1\n"}}, Dump{0, "empty", {"[D] empty\n"}}, Dump{0, nullptr, {"[D] \n"}},
-                    Dump{-1, "none", {}}));
 
 TEST_F(FileLogger, DumpWithAnOverlongTitleStaysInItsBuffer)
 {

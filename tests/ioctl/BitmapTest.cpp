@@ -6,6 +6,7 @@
 #include "ioctl/CFBLib.h"
 #include "tests/ioctl/Board.h"
 #include "tests/support/Bmp.h"
+#include "tests/support/DecodedBitmap.h"
 
 namespace {
 
@@ -14,46 +15,16 @@ using Sim::Fault;
 using Support::BmpFile;
 using Support::BmpHeader;
 using Support::Bytes;
+using Decoded = Support::DecodedBitmap;
 using Support::TakeTexts;
 using Support::Texts;
 
-constexpr int MAX_PIXELS = 64 << 20;
+constexpr int MAX_PIXELS = Decoded::MAX_PIXELS;
 constexpr auto START = "[D] [CreateBitmap] START";
 constexpr auto NO_24BIT = "[E] [CreateBitmap] no 24bit bmp";
 constexpr auto NO_MEMORY = "[E] [CreateBitmap] Bitmap Memory error";
 
 std::uint32_t g_earlier[1];  // the buffers that a record holds before
-
-/// The image that the bytes of a file stand for; bytes beyond its end are 0.
-class Decoded {
-public:
-    explicit Decoded(const Bytes& file) : m_file(file) {}
-
-    [[nodiscard]] std::int32_t Width() const { return static_cast<std::int32_t>(Number(18, 4)); }
-    [[nodiscard]] std::int32_t Height() const { return static_cast<std::int32_t>(Number(22, 4)); }
-    [[nodiscard]] bool Is24Bit() const { return Number(28, 2) == 24; }
-    [[nodiscard]] bool IsEmpty() const { return Width() < 1 || Height() < 1; }
-    [[nodiscard]] std::int64_t Pixels() const { return IsEmpty() ? 0 : std::int64_t{Width()} * Height(); }
-    /// 3 bytes per pixel; rows from the bottom up, padded to a multiple of 4 bytes.
-    [[nodiscard]] std::uint32_t Pixel(std::size_t index) const
-    {
-        const auto width = static_cast<std::size_t>(Width());
-        const std::size_t row = static_cast<std::size_t>(Height()) - 1 - index / width;
-        return Number(std::uint64_t{Number(10, 4)} + row * ((width * 3 + 3) / 4 * 4) + index % width * 3, 3);
-    }
-
-private:
-    [[nodiscard]] std::uint32_t Number(std::uint64_t offset, std::size_t size) const
-    {
-        std::uint32_t number = 0;
-        for (std::size_t i = 0; i < size && offset + i < m_file.size(); ++i) {
-            number |= std::uint32_t{m_file[static_cast<std::size_t>(offset) + i]} << 8 * i;
-        }
-        return number;
-    }
-
-    const Bytes& m_file;
-};
 
 /// Loading needs no device: the board is off.
 class Bitmap : public testing::Test {
@@ -83,7 +54,7 @@ protected:
         constexpr std::int64_t LARGE = 150'000;
         constexpr std::int64_t SAMPLE = 1000;
         const Decoded decoded(file);
-        const bool isRefused = !decoded.Is24Bit() || decoded.Pixels() > MAX_PIXELS;
+        const bool isRefused = !decoded.IsLoaded();
         m_file.Write(file);
         const Sim::Recording recording;
         ASSERT_EQ(Load(m_file.Path()), isRefused ? -1 : 0);
