@@ -151,7 +151,6 @@ bool Server::ServeOwn(const httplib::Request& request, httplib::Response& respon
     const bool isRead = request.method == "GET" || request.method == "HEAD";
     const StaticFile* const file = isRead ? FindStaticFile(request.path) : nullptr;
     if (file != nullptr) {
-        response.status = 200;
         response.set_content(file->begin, static_cast<std::size_t>(file->end - file->begin), file->type);
     }
     return file != nullptr;
