@@ -17,7 +17,7 @@ BINARY_FORMATS = Path("/proc/sys/fs/binfmt_misc")
 
 
 def make_disk(path: Path) -> Path:
-    """Makes the disk in a file. Needs root; the first time it downloads Debian, which takes three minutes."""
+    """Makes the disk in a file. Needs root; the first time it downloads Debian, which takes minutes."""
     stamp = TREE.with_suffix(".stamp")
     wanted = " ".join(PACKAGES)
     if not stamp.exists() or stamp.read_text() != wanted:
